@@ -1,0 +1,2 @@
+#include "CfgFileParser.h"
+Vireo::CfgFileParser::CfgFileParser(std::string) {}
