@@ -49,27 +49,31 @@ double TextToDouble(const char* text) {
     int mantissaDigits = 0;  // significant digits, leading zeros not counted
     int exponent = 0;
     bool sawDigit = false;
+    // Returns false when the digits no longer fit the exact path. Counting
+    // stops the mantissa before it can wrap around in 64 bits.
     auto take = [&](char c) {
-        mantissa = mantissa * 10 + DigitValue(c);
-        if (mantissa != 0) {
-            ++mantissaDigits;
+        sawDigit = true;
+        const unsigned digit = DigitValue(c);
+        if (mantissaDigits == 0 && digit == 0) {
+            return true;
         }
+        if (++mantissaDigits > kMaxMantissaDigits) {
+            return false;
+        }
+        mantissa = mantissa * 10 + digit;
+        return true;
     };
     for (; IsDigit(*p); ++p) {
-        take(*p);
-        sawDigit = true;
-        if (mantissaDigits > kMaxMantissaDigits) {
+        if (!take(*p)) {
             return LibraryStrtod(text);
         }
     }
     if (*p == '.') {
         for (++p; IsDigit(*p); ++p) {
-            take(*p);
-            --exponent;
-            sawDigit = true;
-            if (mantissaDigits > kMaxMantissaDigits) {
+            if (!take(*p)) {
                 return LibraryStrtod(text);
             }
+            --exponent;
         }
     }
     if (!sawDigit) {
