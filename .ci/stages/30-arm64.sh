@@ -12,3 +12,7 @@ cd "$(dirname "$0")/../.."
 ensure_packages g++-aarch64-linux-gnu qemu-user googletest
 
 cmake --workflow --preset arm64
+
+# What runs on arm64 Linux must also run on Android: the driver's C library
+# imports must all exist in Bionic.
+tools/check-bionic-imports.sh build/arm64/driver/vireo-awbsim
