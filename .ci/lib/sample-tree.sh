@@ -43,18 +43,21 @@ write_sample_tree() {
 # of the driver: unreadable lines, missing sections, absurd and negative
 # region counts, a hidden file, a sub-folder, an over-long name.
 write_hostile_tree() {
-    local dir=$1
+    local dir=$1 good
     write_sample_tree "$dir" 1 4
+    # Held in a variable: piping the generator into head would end it with
+    # SIGPIPE, which pipefail turns into a failure.
+    good=$(sample_file 4)
     : >"$dir/ball/empty.txt"
     head -c 5000 /dev/zero | tr '\0' '7' >"$dir/chart/one_long_line.txt"
-    sample_file 4 | head -n 30 >"$dir/indoor_1/cut_in_calibration.txt"
-    sample_file 4 | sed '/^Num Calibration Factors:/,/^R Sum:/{/^R Sum:/!d}' >"$dir/indoor_2/no_calibration.txt"
+    head -n 30 <<<"$good" >"$dir/indoor_1/cut_in_calibration.txt"
+    sed '/^Num Calibration Factors:/,/^R Sum:/{/^R Sum:/!d}' <<<"$good" >"$dir/indoor_2/no_calibration.txt"
     # Far more regions than the file holds lines for.
-    sample_file 4 | with_value "Total Region Count:" 1000000 >"$dir/indoor_3/big_count.txt"
+    with_value "Total Region Count:" 1000000 <<<"$good" >"$dir/indoor_3/big_count.txt"
     printf 'LuxIndex:\n1e39\nAECSettled:\nnan\n' >"$dir/indoor_4/out_of_range.txt"
     echo "hidden" >"$dir/outdoor_1/.hidden"
     mkdir -p "$dir/outdoor_1/a_folder"
     sample_file 2 >"$dir/outdoor_1/$(printf 'n%.0s' $(seq 1 200)).txt"
     # A negative count ends the scene, so it goes last in the walk.
-    sample_file 4 | with_value "Total Region Count:" -1 >"$dir/outdoor_2/negative_count.txt"
+    with_value "Total Region Count:" -1 <<<"$good" >"$dir/outdoor_2/negative_count.txt"
 }
