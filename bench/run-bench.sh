@@ -1,0 +1,169 @@
+#!/usr/bin/env bash
+# Measures vireo-awbsim end to end against the floor (read every sample file
+# once, convert every number with std::from_chars) and against the
+# straightforward stream readers, in the same run and on the same data, for
+# three data sizes. See bench/README.md.
+#
+#   bench/run-bench.sh [--reps N] [--smoke]
+#
+# --reps N   timed runs of each program per size (default 7); the median counts
+# --smoke    one tiny data set and one run: checks that everything works
+set -euo pipefail
+
+root=$(cd "$(dirname "$0")/.." && pwd)
+build=$root/build/bench
+data_root=$root/build/bench-data
+work=$root/build/bench-run
+reps=7
+smoke=0
+while [ $# -gt 0 ]; do
+  case $1 in
+    --reps) reps=$2; shift 2 ;;
+    --smoke) smoke=1; reps=1; shift ;;
+    *) echo "usage: $0 [--reps N] [--smoke]" >&2; exit 2 ;;
+  esac
+done
+
+# name samplesPerScene horizontalRegions verticalRegions
+if [ $smoke = 1 ]; then
+  sizes=("smoke-8x2-16x12 2 16 12")
+else
+  sizes=("8x50-64x48 50 64 48" "8x100-64x48 100 64 48" "8x50-128x96 50 128 96")
+fi
+
+echo "== build (Release) in $build" >&2
+cmake -S "$root" -B "$build" -DCMAKE_BUILD_TYPE=Release -DVIREO_BUILD_BENCH=ON \
+  -DVIREO_BUILD_TESTS=OFF -DVIREO_BUILD_TOOLS=OFF >/dev/null
+cmake --build "$build" -j2 >/dev/null
+
+bin=$build/bench
+driver=$build/driver/vireo-awbsim
+floor=$bin/vireo-bench-floor
+straightforward=$bin/vireo-bench-straightforward
+measure=$bin/vireo-bench-measure
+wrapper=$bin/libvireo_noop_wrapper.so
+for program in "$driver" "$floor" "$measure" "$bin/vireo-bench-datagen" "$wrapper"; do
+  [ -e "$program" ] || { echo "missing $program" >&2; exit 1; }
+done
+have_straightforward=1
+if [ ! -x "$straightforward" ]; then
+  have_straightforward=0
+  echo "note: no straightforward readers in tests/readers; that column is left out" >&2
+fi
+
+# The data only changes with the generator's source, so it is made once and
+# kept under build/bench-data.
+generator_hash=$(sha256sum "$root/bench/BenchDataGen.cpp" | cut -c1-16)
+mkdir -p "$data_root" "$work"
+
+median() { sort -g | awk '{ v[NR] = $1 } END { print (NR % 2) ? v[(NR + 1) / 2] : (v[NR / 2] + v[NR / 2 + 1]) / 2 }'; }
+
+# Runs one program once; appends "wall cpu maxrss_kb" to $work/<size>.<label>.
+run_once() {
+  local size=$1 label=$2; shift 2
+  local line
+  line=$("$measure" "$work/$size.$label.out" "$@")
+  read -r wall user sys rss status <<<"$line"
+  if [ "$status" != 0 ]; then
+    echo "$label exited with $status on $size" >&2
+    exit 1
+  fi
+  awk -v w="$wall" -v u="$user" -v s="$sys" -v r="$rss" 'BEGIN { printf "%s %.6f %s\n", w, u + s, r }' \
+    >>"$work/$size.$label.times"
+}
+
+labels=(driver floor)
+[ $have_straightforward = 1 ] && labels+=(straightforward)
+
+summary=$work/summary.txt
+: >"$summary"
+for size_line in "${sizes[@]}"; do
+  read -r size samples_per_scene horizontal vertical <<<"$size_line"
+  data=$data_root/$size
+  stamp="$generator_hash $samples_per_scene $horizontal $vertical"
+  if [ "$(cat "$data/.stamp" 2>/dev/null)" != "$stamp" ]; then
+    echo "== generating $size" >&2
+    rm -rf "$data"
+    "$bin/vireo-bench-datagen" "$data" "$samples_per_scene" "$horizontal" "$vertical" >&2
+    echo "$stamp" >"$data/.stamp"
+  fi
+  samples=$((8 * samples_per_scene))
+  bytes=$(find "$data" -name 'bg_stats_*.txt' -printf '%s\n' | awk '{ s += $1 } END { print s }')
+
+  # The no-op wrapper ignores the tuning file and the algorithm library, but
+  # the driver hands their paths over all the same.
+  out=$work/$size.output
+  mkdir -p "$out"
+  : >"$work/tuning.bin"
+  cat >"$work/$size.cfg" <<EOF
+tuningFile=$work/tuning.bin
+awbDLL=$wrapper
+awbSimWrapperDLL=$wrapper
+dataDir=$data
+outputDir=$out
+EOF
+  rm -f "$work/$size".*.times
+  commands_driver=("$driver" "$work/$size.cfg")
+  commands_floor=("$floor" "$data")
+  commands_straightforward=("$straightforward" "$data")
+
+  # One untimed round brings the files into the page cache, then the
+  # programs take turns so that a busy moment of the machine hits all alike.
+  echo "== measuring $size ($samples samples, $reps runs each)" >&2
+  for round in $(seq 0 "$reps"); do
+    for label in "${labels[@]}"; do
+      declare -n command="commands_$label"
+      run_once "$size" "$label" "${command[@]}"
+      unset -n command
+    done
+    [ "$round" = 0 ] && rm -f "$work/$size".*.times
+  done
+
+  # The driver must really have simulated every sample, or its time means
+  # nothing.
+  records=$(grep -c '^cct    : ' "$out/awbSimulationOutput.txt" 2>/dev/null || true)
+  if [ "${records:-0}" != "$samples" ]; then
+    echo "warning: the driver wrote ${records:-0} records for $samples samples on $size" >&2
+  fi
+  floor_samples=$(awk '{ print $2 }' "$work/$size.floor.out")
+  [ "$floor_samples" = "$samples" ] || { echo "floor read $floor_samples samples" >&2; exit 1; }
+
+  for label in "${labels[@]}"; do
+    wall=$(awk '{ print $1 }' "$work/$size.$label.times" | median)
+    cpu=$(awk '{ print $2 }' "$work/$size.$label.times" | median)
+    rss=$(awk '{ print $3 }' "$work/$size.$label.times" | sort -g | tail -1)
+    echo "$size $label $samples $bytes $wall $cpu $rss" >>"$summary"
+  done
+done
+
+# Table, ratios and growth, all from the summary.
+awk -v records_ok=1 '
+  { size[NR] = $1; label[NR] = $2; n[NR] = $3; bytes[NR] = $4; wall[NR] = $5; cpu[NR] = $6; rss[NR] = $7
+    key = $1 " " $2; W[key] = $5; C[key] = $6; B[$1] = $4; S[$1] = $3
+    if (!($1 in seen)) { seen[$1] = 1; order[++sizes] = $1 } }
+  END {
+    printf "%-16s %-16s %7s %8s %9s %9s %10s %8s %9s\n", "data", "program", "samples", "MB",
+           "wall s", "cpu s", "samples/s", "MB/s", "peak RSS"
+    for (i = 1; i <= NR; i++)
+      printf "%-16s %-16s %7d %8.1f %9.3f %9.3f %10.0f %8.1f %6.1f MB\n", size[i], label[i], n[i],
+             bytes[i] / 1e6, wall[i], cpu[i], n[i] / wall[i], bytes[i] / 1e6 / wall[i], rss[i] / 1024
+    print ""
+    printf "%-16s %18s %18s %22s %22s\n", "data", "driver/floor wall", "driver/floor cpu",
+           "driver/straight. wall", "driver/straight. cpu"
+    for (i = 1; i <= sizes; i++) {
+      s = order[i]; d = s " driver"; f = s " floor"; t = s " straightforward"
+      printf "%-16s %18.2f %18.2f", s, W[d] / W[f], C[d] / C[f]
+      if (t in W) printf " %22.2f %22.2f\n", W[d] / W[t], C[d] / C[t]; else printf " %22s %22s\n", "-", "-"
+    }
+    if (sizes > 1) {
+      print ""
+      print "growth against the first data set (linear: time ratio close to the bytes ratio)"
+      b = order[1]
+      for (i = 2; i <= sizes; i++) {
+        s = order[i]
+        printf "%-16s bytes x%.2f  samples x%.2f  driver wall x%.2f cpu x%.2f  floor wall x%.2f\n", s,
+               B[s] / B[b], S[s] / S[b], W[s " driver"] / W[b " driver"], C[s " driver"] / C[b " driver"],
+               W[s " floor"] / W[b " floor"]
+      }
+    }
+  }' "$summary"
