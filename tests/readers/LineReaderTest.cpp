@@ -1,0 +1,114 @@
+// The line rule, checked against explicit expectations and against the
+// stream library's getline that it stands in for.
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <string>
+#include <vector>
+
+#include "LineReader.h"
+#include "ReaderTestSupport.h"
+
+namespace {
+
+using Vireo::Line;
+using Vireo::LineReader;
+
+std::vector<std::string> LinesOf(const std::string& path, size_t chunkSize) {
+    std::vector<std::string> lines;
+    LineReader reader(path.c_str(), chunkSize);
+    Line line;
+    while (reader.Next(line)) {
+        lines.emplace_back(line.text);  // up to the first NUL, like a C string
+        EXPECT_GE(line.length, lines.back().size());
+    }
+    EXPECT_FALSE(reader.Next(line)) << "a finished reader must stay finished";
+    return lines;
+}
+
+std::vector<std::string> GetlineLines(const std::string& path) {
+    std::vector<std::string> lines;
+    std::ifstream stream(path);
+    char buffer[100];
+    while (stream.getline(buffer, 100)) {
+        lines.emplace_back(buffer);
+    }
+    return lines;
+}
+
+std::string Repeat(char c, size_t count) { return std::string(count, c); }
+
+struct LineCase {
+    const char* name;
+    std::string content;
+    std::vector<std::string> expected;
+};
+
+void PrintTo(const LineCase& c, std::ostream* os) { *os << c.name; }
+
+class LineRuleTest : public testing::TestWithParam<LineCase> {};
+
+TEST_P(LineRuleTest, MatchesGetline) {
+    const LineCase& c = GetParam();
+    Vireo::Testing::TempFolder folder;
+    const std::string path = folder.Write("sample.txt", c.content);
+    ASSERT_EQ(GetlineLines(path), c.expected) << "expectation differs from getline itself";
+    EXPECT_EQ(LinesOf(path, LineReader::kSmallChunk), c.expected);
+    EXPECT_EQ(LinesOf(path, 7), c.expected) << "tiny chunks";
+}
+
+const std::string k99 = Repeat('7', 99);
+const std::string k100 = Repeat('7', 100);
+
+INSTANTIATE_TEST_SUITE_P(
+    Cases, LineRuleTest,
+    testing::Values(
+        LineCase{"Plain", "a\nb\n", {"a", "b"}},
+        LineCase{"LastLineUnterminated", "a\nb", {"a", "b"}}, LineCase{"Empty", "", {}},
+        LineCase{"BlankLines", "\n\nx\n", {"", "", "x"}},
+        LineCase{"CarriageReturnStays", "a\r\nb\r\n", {"a\r", "b\r"}},
+        LineCase{"Exactly99", k99 + "\nx\n", {k99, "x"}},
+        LineCase{"Exactly99AtEnd", "x\n" + k99, {"x", k99}},
+        LineCase{"Exactly100Ends", "x\n" + k100 + "\ny\n", {"x"}},
+        LineCase{"Exactly100AtEnd", "x\n" + k100, {"x"}},
+        LineCase{"LongLineEnds", "x\n" + Repeat('a', 150) + "\ny\n", {"x"}},
+        LineCase{"NulCutsTheText",
+                 std::string("12\0"
+                             "34\nk\n",
+                             8),
+                 {"12", "k"}},
+        LineCase{
+            "NulCountsForLength99", std::string("1\0", 2) + Repeat(' ', 97) + "\nz\n", {"1", "z"}},
+        LineCase{"NulCountsForLength100", std::string("1\0", 2) + Repeat(' ', 98) + "\nz\n", {}},
+        LineCase{"OnlyNewline", "\n", {""}}),
+    [](const testing::TestParamInfo<LineCase>& info) { return std::string(info.param.name); });
+
+// Lines that straddle the chunk boundaries, overlong ones among them.
+TEST(LineRuleChunks, LinesAcrossChunkBoundariesMatchGetline) {
+    Vireo::Testing::TempFolder folder;
+    for (size_t overlongAt : {size_t{4090}, size_t{65530}, size_t{65536}, size_t{200000}}) {
+        std::string content;
+        for (size_t length = 0; content.size() < 150000; length = (length + 13) % 100) {
+            if (content.size() >= overlongAt && content.size() < overlongAt + 100) {
+                content += Repeat('9', 100) + "\n";
+            }
+            content += Repeat('5', length) + "\n";
+        }
+        const std::string path = folder.Write("big.txt", content);
+        const std::vector<std::string> expected = GetlineLines(path);
+        EXPECT_EQ(LinesOf(path, LineReader::kLargeChunk), expected) << overlongAt;
+        EXPECT_EQ(LinesOf(path, LineReader::kSmallChunk), expected) << overlongAt;
+    }
+}
+
+TEST(LineRuleFiles, MissingFileDoesNotOpenAndDirectoryReadsEmpty) {
+    Vireo::Testing::TempFolder folder;
+    LineReader missing((folder.Path() + "/none").c_str(), LineReader::kSmallChunk);
+    EXPECT_FALSE(missing.IsOpen());
+    LineReader directory(folder.Path().c_str(), LineReader::kSmallChunk);
+    ASSERT_TRUE(directory.IsOpen());
+    Line line;
+    EXPECT_FALSE(directory.Next(line));
+}
+
+}  // namespace
