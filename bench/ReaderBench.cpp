@@ -18,9 +18,7 @@
 #include "FloorParse.h"
 #include "SampleReaders.h"
 #include "SampleText.h"
-#ifdef VIREO_BENCH_HAVE_STRAIGHTFORWARD
 #include "StraightforwardReaders.h"
-#endif
 
 namespace {
 
@@ -33,11 +31,9 @@ struct ReaderSet {
 
 const ReaderSet kDriverReaders{Vireo::ParseBGStatsInfo, Vireo::ParseBGChannelInfo,
                                Vireo::ParseCalibrationInfo};
-#ifdef VIREO_BENCH_HAVE_STRAIGHTFORWARD
 const ReaderSet kStraightforwardReaders{Vireo::Straightforward::ParseBGStatsInfo,
                                         Vireo::Straightforward::ParseBGChannelInfo,
                                         Vireo::Straightforward::ParseCalibrationInfo};
-#endif
 
 // One sample file per grid, written on first use into a folder that is
 // removed at exit.
@@ -173,11 +169,9 @@ BENCHMARK_CAPTURE(WholeSample, driver, &kDriverReaders)->Apply(Grids);
 BENCHMARK_CAPTURE(StatsHeader, driver, &kDriverReaders)->Apply(Grids);
 BENCHMARK_CAPTURE(ChannelRecords, driver, &kDriverReaders)->Apply(Grids);
 BENCHMARK_CAPTURE(Calibration, driver, &kDriverReaders)->Apply(Grids);
-#ifdef VIREO_BENCH_HAVE_STRAIGHTFORWARD
 BENCHMARK_CAPTURE(WholeSample, straightforward, &kStraightforwardReaders)->Apply(Grids);
 BENCHMARK_CAPTURE(StatsHeader, straightforward, &kStraightforwardReaders)->Apply(Grids);
 BENCHMARK_CAPTURE(ChannelRecords, straightforward, &kStraightforwardReaders)->Apply(Grids);
 BENCHMARK_CAPTURE(Calibration, straightforward, &kStraightforwardReaders)->Apply(Grids);
-#endif
 
 BENCHMARK_MAIN();

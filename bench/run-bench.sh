@@ -42,18 +42,13 @@ floor=$bin/vireo-bench-floor
 straightforward=$bin/vireo-bench-straightforward
 measure=$bin/vireo-bench-measure
 wrapper=$bin/libvireo_noop_wrapper.so
-for program in "$driver" "$floor" "$measure" "$bin/vireo-bench-datagen" "$wrapper"; do
+for program in "$driver" "$floor" "$straightforward" "$measure" "$bin/vireo-bench-datagen" "$wrapper"; do
   [ -e "$program" ] || { echo "missing $program" >&2; exit 1; }
 done
-have_straightforward=1
-if [ ! -x "$straightforward" ]; then
-  have_straightforward=0
-  echo "note: no straightforward readers in tests/readers; that column is left out" >&2
-fi
 
 # The data only changes with the generator's source, so it is made once and
 # kept under build/bench-data.
-generator_hash=$(sha256sum "$root/bench/BenchDataGen.cpp" | cut -c1-16)
+generator_hash=$(cat "$root"/bench/{BenchDataGen.cpp,SampleText.cpp,SampleText.h} | sha256sum | cut -c1-16)
 mkdir -p "$data_root" "$work"
 
 median() { sort -g | awk '{ v[NR] = $1 } END { print (NR % 2) ? v[(NR + 1) / 2] : (v[NR / 2] + v[NR / 2 + 1]) / 2 }'; }
@@ -72,8 +67,7 @@ run_once() {
     >>"$work/$size.$label.times"
 }
 
-labels=(driver floor)
-[ $have_straightforward = 1 ] && labels+=(straightforward)
+labels=(driver floor straightforward)
 
 summary=$work/summary.txt
 : >"$summary"
@@ -152,8 +146,7 @@ awk -v records_ok=1 '
            "driver/straight. wall", "driver/straight. cpu"
     for (i = 1; i <= sizes; i++) {
       s = order[i]; d = s " driver"; f = s " floor"; t = s " straightforward"
-      printf "%-16s %18.2f %18.2f", s, W[d] / W[f], C[d] / C[f]
-      if (t in W) printf " %22.2f %22.2f\n", W[d] / W[t], C[d] / C[t]; else printf " %22s %22s\n", "-", "-"
+      printf "%-16s %18.2f %18.2f %22.2f %22.2f\n", s, W[d] / W[f], C[d] / C[f], W[d] / W[t], C[d] / C[t]
     }
     if (sizes > 1) {
       print ""
