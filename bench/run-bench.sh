@@ -118,6 +118,7 @@ EOF
   records=$(grep -c '^cct    : ' "$out/awbSimulationOutput.txt" 2>/dev/null || true)
   if [ "${records:-0}" != "$samples" ]; then
     echo "warning: the driver wrote ${records:-0} records for $samples samples on $size" >&2
+    [ $smoke = 0 ] || exit 1
   fi
   floor_samples=$(awk '{ print $2 }' "$work/$size.floor.out")
   [ "$floor_samples" = "$samples" ] || { echo "floor read $floor_samples samples" >&2; exit 1; }
@@ -131,7 +132,7 @@ EOF
 done
 
 # Table, ratios and growth, all from the summary.
-awk -v records_ok=1 '
+awk -v smoke=$smoke '
   { size[NR] = $1; label[NR] = $2; n[NR] = $3; bytes[NR] = $4; wall[NR] = $5; cpu[NR] = $6; rss[NR] = $7
     key = $1 " " $2; W[key] = $5; C[key] = $6; B[$1] = $4; S[$1] = $3
     if (!($1 in seen)) { seen[$1] = 1; order[++sizes] = $1 } }
@@ -159,4 +160,27 @@ awk -v records_ok=1 '
                W[s " floor"] / W[b " floor"]
       }
     }
+    # The goals: close to the floor, far below the straightforward readers,
+    # small and flat memory, cost proportional to the data.
+    if (smoke) exit
+    print ""
+    print "goals (median cpu time, then median wall time)"
+    worst_f = 0; worst_fw = 0; worst_t = 0; worst_tw = 0; worst_rss = 0; lo = 1e30; hi = 0
+    for (i = 1; i <= sizes; i++) {
+      s = order[i]; d = s " driver"
+      if (C[d] / C[s " floor"] > worst_f) worst_f = C[d] / C[s " floor"]
+      if (W[d] / W[s " floor"] > worst_fw) worst_fw = W[d] / W[s " floor"]
+      if (C[d] / C[s " straightforward"] > worst_t) worst_t = C[d] / C[s " straightforward"]
+      if (W[d] / W[s " straightforward"] > worst_tw) worst_tw = W[d] / W[s " straightforward"]
+      per_mb = C[d] / B[s]; if (per_mb < lo) lo = per_mb; if (per_mb > hi) hi = per_mb
+    }
+    for (i = 1; i <= NR; i++) if (label[i] == "driver" && rss[i] > worst_rss) worst_rss = rss[i]
+    printf "  driver/floor at most 1.5:            %.2f / %.2f  %s\n", worst_f, worst_fw,
+           (worst_f <= 1.5 && worst_fw <= 1.5) ? "met" : "NOT MET"
+    printf "  driver/straightforward at most 0.33: %.2f / %.2f  %s\n", worst_t, worst_tw,
+           (worst_t <= 1 / 3 && worst_tw <= 1 / 3) ? "met" : "NOT MET"
+    printf "  driver peak RSS under 16 MB:         %.1f MB      %s\n", worst_rss / 1024,
+           worst_rss < 16 * 1024 ? "met" : "NOT MET"
+    printf "  driver cpu per MB within 25%%:        %.2f to %.2f ms/MB  %s\n", lo * 1e9, hi * 1e9,
+           hi <= 1.25 * lo ? "met" : "NOT MET"
   }' "$summary"
