@@ -1,0 +1,57 @@
+// What the driver would cost with straightforward readers: the same walk
+// and the same per-sample work as the driver's sample processing (three
+// readers, each opening the file itself, and a region array allocated for
+// every sample), but with readers built on a standard file stream, line
+// reads into a 100-character buffer and atof/atol/atoi. The wrapper calls
+// are left out; with a wrapper that does nothing they cost next to nothing.
+//
+//   vireo-bench-straightforward <dataDir>
+#include <cstdint>
+#include <cstdio>
+#include <new>
+
+#include "SampleWalk.h"
+#include "StraightforwardReaders.h"
+
+int main(int argc, char** argv) {
+    if (argc != 2) {
+        std::fprintf(stderr, "usage: %s <dataDir>\n", argv[0]);
+        return 2;
+    }
+    // One workspace for the run, zeroed once, as the driver keeps it.
+    Vireo::ChannelData header{};
+    Vireo::CalibrationData calibration{};
+    uint64_t checksum = 0;
+    long failures = 0;
+    long samples = VireoBench::WalkSamples(argv[1], [&](char* path) {
+        if (Vireo::Straightforward::ParseBGStatsInfo(path, &header) != 0 ||
+            header.totalRegionCount < 0) {
+            ++failures;
+            return;
+        }
+        auto* regions = new (std::nothrow) StatsBayerGridChannelInfoS[header.totalRegionCount];
+        if (regions == nullptr) {
+            ++failures;
+            return;
+        }
+        if (Vireo::Straightforward::ParseBGChannelInfo(path, header.totalRegionCount, regions) ==
+            0) {
+            for (float& factor : calibration.moduleCalibrationFactors) factor = 1.0f;
+            if (Vireo::Straightforward::ParseCalibrationInfo(path, &calibration) == 0) {
+                for (int i = 0; i < header.totalRegionCount; ++i) {
+                    checksum += static_cast<uint64_t>(regions[i].rSum + regions[i].grSum +
+                                                      regions[i].bSum + regions[i].gbSum) +
+                                regions[i].rCount + regions[i].gbCount;
+                }
+                checksum += calibration.numCalibrationFactors;
+            } else {
+                ++failures;
+            }
+        } else {
+            ++failures;
+        }
+        delete[] regions;
+    });
+    std::printf("samples %ld checksum %llu\n", samples, static_cast<unsigned long long>(checksum));
+    return failures == 0 ? 0 : 1;
+}
