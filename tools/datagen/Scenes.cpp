@@ -305,17 +305,14 @@ double SphereShading(const Shape& sh, double u, double v) {
 }  // namespace
 
 std::vector<Light> LaboratoryLights() {
-    return {PlanckianLight(2300, "Horizon"),
-            PlanckianLight(2856, "A"),
-            PlanckianLight(3200, "Halogen"),
-            DaylightLight(5003, "D50"),
-            DaylightLight(6504, "D65"),
-            DaylightLight(7504, "D75"),
-            TriphosphorTube(4000, "TL84"),
-            MeasuredTube("Office"),
-            TriphosphorTube(3000, "U30"),
-            WhiteLed(4000, "LED 4000K"),
-            MeasuredTube("F8"),
+    // "Tunable 4000K" stands for a multi-channel LED booth set to the
+    // blackbody spectrum; it fills the gap between halogen and D50.
+    return {PlanckianLight(2300, "Horizon"), PlanckianLight(2856, "A"),
+            PlanckianLight(3200, "Halogen"), PlanckianLight(4000, "Tunable 4000K"),
+            DaylightLight(5003, "D50"),      DaylightLight(6504, "D65"),
+            DaylightLight(7504, "D75"),      TriphosphorTube(4000, "TL84"),
+            MeasuredTube("Office"),          TriphosphorTube(3000, "U30"),
+            WhiteLed(4000, "LED 4000K"),     MeasuredTube("F8"),
             WhiteLed(2700, "LED 2700K")};
 }
 
