@@ -66,7 +66,7 @@ TEST_F(DriverRun, CarriageReturnConfigurationReadsTheSame) {
     WriteFile(config, "tuningFile=" + tuning + "\r\nawbDLL=" + algorithm + "\r\nawbSimWrapperDLL=" +
                           wrapper + "\r\ndataDir=" + data + "\r\noutputDir=" + out + "\r\n");
     EXPECT_EQ(RunDriver().exitStatus, 0);
-    EXPECT_EQ(CallsNamed("LoadAWBAlgorithm").size(), 8u);
+    ASSERT_EQ(CallsNamed("LoadAWBAlgorithm").size(), 8u);
     EXPECT_EQ(CallsNamed("LoadAWBAlgorithm")[0], SceneSetUp()[1]);
 }
 
