@@ -11,9 +11,9 @@ using Vireo::OsUtils::StrLCpy;
 namespace {
 
 struct BoundedCase {
-    const char* start;   // buffer contents before the call
+    const char* start;  // buffer contents before the call
     const char* source;
-    size_t size;         // size handed to the call
+    size_t size;  // size handed to the call
     const char* expected;
     size_t returned;
 };

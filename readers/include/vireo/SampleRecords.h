@@ -77,7 +77,8 @@ static_assert(offsetof(Vireo::CalibrationData, moduleCalibrationFactors) == 28, 
 static_assert(offsetof(Vireo::CalibrationData, singleLEDCalibrationPoint) == 108, "layout");
 
 static_assert(sizeof(StatsBayerGridChannelInfoS) == 56, "StatsBayerGridChannelInfoS is 56 bytes");
-static_assert(alignof(StatsBayerGridChannelInfoS) == 8, "StatsBayerGridChannelInfoS is 8-byte aligned");
+static_assert(alignof(StatsBayerGridChannelInfoS) == 8,
+              "StatsBayerGridChannelInfoS is 8-byte aligned");
 static_assert(offsetof(StatsBayerGridChannelInfoS, rSum) == 0, "layout");
 static_assert(offsetof(StatsBayerGridChannelInfoS, bSum) == 8, "layout");
 static_assert(offsetof(StatsBayerGridChannelInfoS, grSum) == 16, "layout");

@@ -1,0 +1,216 @@
+#include "AwbEstimator.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "RegionSelection.h"
+
+namespace Vireo {
+namespace Awb {
+
+namespace {
+
+// Prior weight at a CT: piecewise linear in mired, constant beyond the ends.
+float PriorAt(const std::vector<Tuning::PriorPoint>& prior, float mired) {
+    // Points are ascending in CT, so descending in mired.
+    if (mired >= 1e6f / prior.front().ct) return prior.front().weight;
+    if (mired <= 1e6f / prior.back().ct) return prior.back().weight;
+    size_t k = 0;
+    while (k + 2 < prior.size() && mired < 1e6f / prior[k + 1].ct) ++k;
+    const float m0 = 1e6f / prior[k].ct;
+    const float m1 = 1e6f / prior[k + 1].ct;
+    const float t = (m0 - mired) / (m0 - m1);
+    return prior[k].weight + t * (prior[k + 1].weight - prior[k].weight);
+}
+
+// 1 at or below the outdoor lux index (bright), 0 at or above the indoor one.
+float OutdoorWeight(const Tuning::TuningParams& p, float luxIndex) {
+    if (!std::isfinite(luxIndex)) return 0.5f;
+    const float t = (luxIndex - p.luxIndexOutdoor) / (p.luxIndexIndoor - p.luxIndexOutdoor);
+    return std::clamp(1.0f - t, 0.0f, 1.0f);
+}
+
+uint32_t RoundCct(float mired) {
+    const float ct = 1e6f / std::max(mired, 1.0f);
+    return static_cast<uint32_t>(std::lround(ct));
+}
+
+// Fills gains, white point and CCT from a white point in the golden
+// module's log-chromaticity plane.
+void SetWhite(float u, float v, float mired, float rFactor, float bFactor, VireoAwbResult* result) {
+    result->whiteRg = std::exp(u);
+    result->whiteBg = std::exp(v);
+    result->rGain = 1.0f / (result->whiteRg * rFactor);
+    result->gGain = 1.0f;
+    result->bGain = 1.0f / (result->whiteBg * bFactor);
+    result->cct = RoundCct(mired);
+}
+
+// A white point near the curve: the curve point at s, moved across it by
+// offset limited to the tuning's transverse limit.
+void SetWhiteNearCurve(const Estimator& e, float s, float offset, float rFactor, float bFactor,
+                       VireoAwbResult* result) {
+    const float limit = e.params.transverseLimit;
+    offset = std::clamp(offset, -limit, limit);
+    const CurvePoint2 point = PointAt(e.curve, s);
+    result->transverseOffset = offset;
+    SetWhite(point.u + offset * point.normalU, point.v + offset * point.normalV, point.mired,
+             rFactor, bFactor, result);
+}
+
+// Spreads a vote over the two nearest search bins, so the position keeps
+// its sub-bin part.
+void AddVote(std::vector<float>* votes, float position, float weight) {
+    const int last = static_cast<int>(votes->size()) - 1;
+    const float clamped = std::clamp(position, 0.0f, static_cast<float>(last));
+    const int low = std::min(static_cast<int>(clamped), last);
+    const float high = clamped - static_cast<float>(low);
+    (*votes)[low] += weight * (1.0f - high);
+    if (low < last) (*votes)[low + 1] += weight * high;
+}
+
+void BayesSearch(Estimator* e, float outdoor, uint32_t validCount, float rFactor, float bFactor,
+                 VireoAwbResult* result) {
+    const Tuning::TuningParams& p = e->params;
+    std::fill(e->votes.begin(), e->votes.end(), 0.0f);
+    const float invBin = e->binWidth > 0.0f ? 1.0f / e->binWidth : 0.0f;
+    for (size_t i = 0; i < e->greyS.size(); ++i) {
+        AddVote(&e->votes, e->greyS[i] * invBin, e->greyWeight[i]);
+    }
+    const int reach = static_cast<int>(e->alongKernel.size()) - 1;
+    const float floor = p.likelihoodFloor;
+    const float scale = 1.0f / static_cast<float>(validCount);
+    int best = 0;
+    for (int j = 0; j < kSearchBins; ++j) {
+        float likelihood = 0.0f;
+        const int from = std::max(0, j - reach);
+        const int to = std::min(kSearchBins - 1, j + reach);
+        for (int b = from; b <= to; ++b) {
+            likelihood += e->votes[b] * e->alongKernel[std::abs(b - j)];
+        }
+        const float lnPrior =
+            outdoor * e->lnPriorOutdoor[j] + (1.0f - outdoor) * e->lnPriorIndoor[j];
+        e->posterior[j] = p.likelihoodStrength * std::log(likelihood * scale + floor) + lnPrior;
+        if (e->posterior[j] > e->posterior[best]) best = j;
+    }
+    // A parabola through the peak and its neighbours places it between bins.
+    float peak = static_cast<float>(best);
+    if (best > 0 && best < kSearchBins - 1) {
+        const float y0 = e->posterior[best - 1];
+        const float y1 = e->posterior[best];
+        const float y2 = e->posterior[best + 1];
+        const float curvature = y0 - 2.0f * y1 + y2;
+        if (curvature < 0.0f) peak += std::clamp(0.5f * (y0 - y2) / curvature, -0.5f, 0.5f);
+    }
+    const float s = peak * e->binWidth;
+    result->posteriorPeak = e->posterior[best];
+
+    // Across the curve: the weighted mean distance of the regions that voted
+    // for this position (fluorescent and LED light sit off the locus).
+    const float inv2Sigma2 = 0.5f / (p.likelihoodSigma * p.likelihoodSigma);
+    double weightSum = 0.0;
+    double offsetSum = 0.0;
+    for (size_t i = 0; i < e->greyS.size(); ++i) {
+        const float along = e->greyS[i] - s;
+        const float w = e->greyWeight[i] * std::exp(-along * along * inv2Sigma2);
+        weightSum += w;
+        offsetSum += static_cast<double>(w) * e->greyDistance[i];
+    }
+    const float offset = weightSum > 1e-12 ? static_cast<float>(offsetSum / weightSum) : 0.0f;
+    SetWhiteNearCurve(*e, s, offset, rFactor, bFactor, result);
+}
+
+}  // namespace
+
+void InitEstimator(const Tuning::TuningParams& params, Estimator* e) {
+    e->params = params;
+    e->curve = BuildCurve(params.ctCurve);
+    e->binWidth = e->curve.length / static_cast<float>(kSearchBins - 1);
+    e->lnPriorOutdoor.resize(kSearchBins);
+    e->lnPriorIndoor.resize(kSearchBins);
+    for (int j = 0; j < kSearchBins; ++j) {
+        const float mired = PointAt(e->curve, static_cast<float>(j) * e->binWidth).mired;
+        e->lnPriorOutdoor[j] = std::log(PriorAt(params.priorOutdoor, mired));
+        e->lnPriorIndoor[j] = std::log(PriorAt(params.priorIndoor, mired));
+    }
+    const float sigmaBins =
+        e->binWidth > 0.0f ? params.likelihoodSigma / e->binWidth : static_cast<float>(kSearchBins);
+    const int reach = std::min(kSearchBins, static_cast<int>(std::ceil(4.0f * sigmaBins)) + 1);
+    e->alongKernel.resize(reach + 1);
+    for (int k = 0; k <= reach; ++k) {
+        const float x = static_cast<float>(k) / sigmaBins;
+        e->alongKernel[k] = std::exp(-0.5f * x * x);
+    }
+    e->votes.assign(kSearchBins, 0.0f);
+    e->posterior.assign(kSearchBins, 0.0f);
+}
+
+int Estimate(Estimator* e, const VireoAwbFrame& frame, VireoAwbResult* result) {
+    const Tuning::TuningParams& p = e->params;
+    *result = VireoAwbResult{};
+    float rFactor;
+    float bFactor;
+    bool factorsIgnored;
+    ModuleFactors(frame, &rFactor, &bFactor, &factorsIgnored);
+    if (factorsIgnored) result->flags |= VIREO_AWB_FLAG_CALIBRATION_IGNORED;
+    result->outdoorWeight = OutdoorWeight(p, frame.luxIndex);
+    const bool usable = frame.regions != nullptr || frame.regionCount <= 0;
+    const int32_t count = usable ? std::max<int32_t>(frame.regionCount, 0) : 0;
+
+    const SelectionLimits limits = MakeLimits(frame, p);
+    const float lnRFactor = std::log(rFactor);
+    const float lnBFactor = std::log(bFactor);
+    const float inv2Sigma2 = 0.5f / (p.likelihoodSigma * p.likelihoodSigma);
+    e->greyS.clear();
+    e->greyDistance.clear();
+    e->greyWeight.clear();
+    double sumR = 0.0;
+    double sumG = 0.0;
+    double sumB = 0.0;
+    uint32_t valid = 0;
+    for (int32_t i = 0; i < count; ++i) {
+        RegionMeans means;
+        if (!SelectRegion(frame.regions[i], limits, &means)) continue;
+        ++valid;
+        sumR += means.r;
+        sumG += means.g;
+        sumB += means.b;
+        if (p.mode != Tuning::AwbMode::Bayes) continue;
+        const float u = std::log(means.r / means.g) - lnRFactor;
+        const float v = std::log(means.b / means.g) - lnBFactor;
+        const CurvePosition position = Project(e->curve, u, v);
+        if (std::fabs(position.distance) > p.greyZoneWidth) continue;
+        e->greyS.push_back(position.s);
+        e->greyDistance.push_back(position.distance);
+        e->greyWeight.push_back(std::exp(-position.distance * position.distance * inv2Sigma2));
+    }
+    result->validRegionCount = valid;
+    result->greyRegionCount = static_cast<uint32_t>(e->greyS.size());
+
+    if (valid == 0) {
+        result->flags |= VIREO_AWB_FLAG_DEFAULT_ILLUMINANT;
+        SetWhiteNearCurve(*e, PositionOfCt(e->curve, p.defaultCt), 0.0f, rFactor, bFactor, result);
+        return usable ? 0 : -1;
+    }
+    const float greyU = static_cast<float>(std::log(sumR / sumG)) - lnRFactor;
+    const float greyV = static_cast<float>(std::log(sumB / sumG)) - lnBFactor;
+    if (p.mode == Tuning::AwbMode::GreyWorld) {
+        result->flags |= VIREO_AWB_FLAG_GREY_WORLD_MODE;
+        // Gains straight from the average; the CCT from its nearest curve point.
+        const CurvePosition position = Project(e->curve, greyU, greyV);
+        result->transverseOffset = position.distance;
+        SetWhite(greyU, greyV, PointAt(e->curve, position.s).mired, rFactor, bFactor, result);
+        return 0;
+    }
+    if (e->greyS.empty()) {
+        result->flags |= VIREO_AWB_FLAG_NO_GREY_REGION;
+        const CurvePosition position = Project(e->curve, greyU, greyV);
+        SetWhiteNearCurve(*e, position.s, position.distance, rFactor, bFactor, result);
+        return 0;
+    }
+    BayesSearch(e, result->outdoorWeight, valid, rFactor, bFactor, result);
+    return 0;
+}
+
+}  // namespace Awb
+}  // namespace Vireo

@@ -1,0 +1,156 @@
+// The driver's entry, configuration and scene walk, run as a real process
+// against the recording wrapper.
+#include <limits.h>
+#include <stdlib.h>
+
+#include <string>
+#include <vector>
+
+#include "DriverFixture.h"
+
+namespace {
+
+using VireoTest::Exists;
+using VireoTest::ReadFile;
+using VireoTest::WriteFile;
+
+class DriverRun : public DriverFixture {};
+
+TEST_F(DriverRun, NoArgumentPrintsUsageWithoutLineEndAndTouchesNothing) {
+    const auto result = VireoTest::Run(VIREO_DRIVER, {}, dir.path());
+    EXPECT_EQ(result.exitStatus, 255);
+    EXPECT_EQ(result.standardOutput, "need argument: path to config file");
+    EXPECT_FALSE(Exists(dir / "settings.cfg"));
+}
+
+TEST_F(DriverRun, GencfgReplacesTheTemplateAndStopsWithOne) {
+    WriteFile(dir / "settings.cfg", "old contents that are longer than the template ...........");
+    const auto result = VireoTest::Run(VIREO_DRIVER, {"-gencfg", "ignored"}, dir.path());
+    char real[PATH_MAX];
+    ASSERT_NE(realpath(dir.path().c_str(), real), nullptr);
+    EXPECT_EQ(result.exitStatus, 1);
+    EXPECT_EQ(result.standardOutput, std::string(real) +
+                                         "/settings.cfg\nTemplate Cfg are genrated generated "
+                                         "successfully!\n");
+    EXPECT_EQ(ReadFile(dir / "settings.cfg"),
+              "tuningFile=\nawbDLL=\nawbSimWrapperDLL=\ndataDir=\noutputDir=\n");
+}
+
+TEST_F(DriverRun, UnreadableConfigurationStopsBeforeAnyOutput) {
+    const auto result = VireoTest::Run(VIREO_DRIVER, {dir / "missing.cfg"}, dir.path());
+    EXPECT_EQ(result.exitStatus, 255);
+    EXPECT_EQ(result.standardOutput, "Unable to open/read configuration file\n");
+    EXPECT_FALSE(Exists(dir / "awbSimulationOutput.txt"));
+    EXPECT_FALSE(Exists("/awbSimulationOutput.txt"));
+}
+
+TEST_F(DriverRun, MissingScenesStillGetAWrapperEach) {
+    const auto result = RunDriver();
+    EXPECT_EQ(result.exitStatus, 0);
+    EXPECT_EQ(result.standardOutput, "");
+    std::vector<std::string> expected;
+    for (int scene = 0; scene < 8; ++scene) {
+        for (const std::string& call : SceneSetUp()) {
+            expected.push_back(call);
+        }
+        expected.push_back("Destroy");
+    }
+    EXPECT_EQ(Calls(), expected);
+    for (const char* name : {"awbSimulationOutput.txt", "Summary.txt", "agwdcn.txt"}) {
+        EXPECT_TRUE(Exists(out + "/" + name)) << name;
+        EXPECT_EQ(ReadFile(out + "/" + name), "") << name;
+    }
+}
+
+TEST_F(DriverRun, CarriageReturnConfigurationReadsTheSame) {
+    WriteFile(config, "tuningFile=" + tuning + "\r\nawbDLL=" + algorithm + "\r\nawbSimWrapperDLL=" +
+                          wrapper + "\r\ndataDir=" + data + "\r\noutputDir=" + out + "\r\n");
+    EXPECT_EQ(RunDriver().exitStatus, 0);
+    EXPECT_EQ(CallsNamed("LoadAWBAlgorithm").size(), 8u);
+    EXPECT_EQ(CallsNamed("LoadAWBAlgorithm")[0], SceneSetUp()[1]);
+}
+
+struct SetUpFailure {
+    const char* name;
+    std::string wrapperPath;  // "" for the recording wrapper
+    std::string tuningText;
+    std::string environment;
+    std::string message;
+    enum Reached { kNothing, kNullFactory, kTuning } reached;  // calls the wrapper saw
+};
+
+void PrintTo(const SetUpFailure& failure, std::ostream* os) { *os << failure.name; }
+
+class DriverSetUpFailure : public DriverFixture,
+                           public testing::WithParamInterface<SetUpFailure> {};
+
+TEST_P(DriverSetUpFailure, EndsTheRunAfterTheFirstScene) {
+    const SetUpFailure& c = GetParam();
+    if (!c.wrapperPath.empty()) {
+        wrapper = c.wrapperPath;
+    }
+    WriteFile(tuning, c.tuningText);
+    if (!c.environment.empty()) {
+        environment.push_back(c.environment);
+    }
+    AddSample("chart", "sample.txt", VireoTest::SampleFileText(VireoTest::MakeSample(2, 1)));
+    VireoTest::MakeDirs(out);
+    WriteFile(out + "/awbSimulationOutput.txt", "stale record\n");
+
+    const auto result = RunDriver();
+    EXPECT_EQ(result.exitStatus, 255);
+    EXPECT_EQ(result.standardOutput, c.message + "\n");
+    std::vector<std::string> expected;
+    if (c.reached == SetUpFailure::kNullFactory) {
+        expected = {"create null"};
+    } else if (c.reached == SetUpFailure::kTuning) {
+        // No InitializeAlgorithm, no samples and no Destroy after it.
+        expected = {"create", SceneSetUp()[1], SceneSetUp()[2]};
+    }
+    EXPECT_EQ(Calls(), expected);
+    EXPECT_TRUE(Exists(out + "/awbSimulationOutput.txt"));
+    EXPECT_EQ(ReadFile(out + "/awbSimulationOutput.txt"), "");
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Cases, DriverSetUpFailure,
+    testing::Values(
+        SetUpFailure{"WrongLibraryPath", "/nonexistent/libwrapper.so", "", "",
+                     "Unable to load AWBSimulationWrapper library", SetUpFailure::kNothing},
+        SetUpFailure{"LibraryWithoutFactory", VIREO_NO_FACTORY_WRAPPER, "", "",
+                     "Unable to find CreateAWBSimulationWrapper", SetUpFailure::kNothing},
+        SetUpFailure{"FactoryReturnsNull", "", "", "VIREO_RECORDING_FACTORY_NULL=1",
+                     "CreateAWBSimulationWrapper returned no wrapper object",
+                     SetUpFailure::kNullFactory},
+        SetUpFailure{"TuningReturnsOne", "", "load_result=1\n", "",
+                     "Error in reading TintraBinaryParameterSet.bin file", SetUpFailure::kTuning},
+        SetUpFailure{"TuningReturnsMinusOne", "", "load_result=-1\n", "",
+                     "Error in reading TintraBinaryParameterSet.bin file", SetUpFailure::kTuning}),
+    [](const testing::TestParamInfo<SetUpFailure>& info) { return std::string(info.param.name); });
+
+class DriverOutputFolder : public DriverFixture {};
+
+TEST_F(DriverOutputFolder, ExistingFolderIsUsedAndItsResultsTruncated) {
+    VireoTest::MakeDirs(out);
+    WriteFile(out + "/awbSimulationOutput.txt", "stale\n");
+    WriteFile(out + "/Summary.txt", "stale\n");
+    WriteFile(out + "/keep.txt", "mine\n");
+    EXPECT_EQ(RunDriver().exitStatus, 0);
+    EXPECT_EQ(ReadFile(out + "/awbSimulationOutput.txt"), "");
+    EXPECT_EQ(ReadFile(out + "/Summary.txt"), "");
+    EXPECT_EQ(ReadFile(out + "/keep.txt"), "mine\n");
+}
+
+TEST_F(DriverOutputFolder, FolderWithMissingParentIsNotMadeButTheRunGoesOn) {
+    const std::string deep = dir / "no/such/parent/out";
+    WriteConfig(deep);
+    WriteFile(tuning, "output=1 1 1 5000 0\n");
+    AddSample("indoor_1", "sample.txt", VireoTest::SampleFileText(VireoTest::MakeSample(2, 1)));
+    const auto result = RunDriver();
+    EXPECT_EQ(result.exitStatus, 0);
+    EXPECT_EQ(result.standardOutput, "");
+    EXPECT_FALSE(Exists(dir / "no"));
+    EXPECT_EQ(CallsNamed("RunSimulation").size(), 1u);
+}
+
+}  // namespace

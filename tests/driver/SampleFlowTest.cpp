@@ -1,0 +1,259 @@
+// Samples carried through the real driver and readers into the recording
+// wrapper: the calls and bytes the wrapper sees, and the results file.
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "DriverFixture.h"
+#include "vireo/SampleRecords.h"
+
+namespace {
+
+using VireoTest::ReadFile;
+using VireoTest::SampleFileText;
+using VireoTest::WriteFile;
+
+std::string Hex(const void* data, size_t size) {
+    static const char digits[] = "0123456789abcdef";
+    std::string text;
+    const auto* bytes = static_cast<const unsigned char*>(data);
+    for (size_t i = 0; i < size; ++i) {
+        text += digits[bytes[i] >> 4];
+        text += digits[bytes[i] & 15];
+    }
+    return text;
+}
+
+// The word after the call name: the address a placeholder record had.
+std::string Address(const std::string& call) {
+    const size_t start = call.find("0x");
+    return call.substr(start, call.find(' ', start) - start);
+}
+std::string Words(const std::string& call) { return call.substr(call.rfind(' ') + 1); }
+
+// The records a sample made by MakeSample(2, 1) must arrive as.
+Vireo::ChannelData ExpectedHeader() {
+    Vireo::ChannelData header{};
+    header.luxIndex = 101.0f;
+    header.aecSettled = 1;
+    header.horizontalRegionCount = 2;
+    header.verticalRegionCount = 1;
+    header.totalRegionCount = 2;
+    header.regionWidth = 32;
+    header.regionHeight = 24;
+    header.bitDepth = 10;
+    header.flags = 0;
+    const int32_t thresholds[] = {1000, 1001, 1002, 1003};
+    std::memcpy(header.saturationThreshold, thresholds, sizeof thresholds);
+    header.validRegionCount = 2;
+    const uint32_t roi[] = {0, 0, 2048, 1536};
+    std::memcpy(header.statsROI, roi, sizeof roi);
+    return header;
+}
+
+std::vector<StatsBayerGridChannelInfoS> ExpectedRegions() {
+    std::vector<StatsBayerGridChannelInfoS> regions(2);
+    for (int r = 0; r < 2; ++r) {
+        StatsBayerGridChannelInfoS& region = regions[static_cast<size_t>(r)];
+        std::memset(&region, 0, sizeof region);
+        // File order R, G/GR, B, GB; record order R, B, GR, GB.
+        region.rSum = 1000000 + 1000 * r + 1;
+        region.grSum = 2000000 + 1000 * r + 1;
+        region.bSum = 3000000 + 1000 * r + 1;
+        region.gbSum = 4000000 + 1000 * r + 1;
+        region.rCount = static_cast<uint16_t>(200 + r);
+        region.grCount = static_cast<uint16_t>(210 + r);
+        region.bCount = static_cast<uint16_t>(220 + r);
+        region.gbCount = static_cast<uint16_t>(230 + r);
+    }
+    return regions;
+}
+
+class SampleFlow : public DriverFixture {};
+
+TEST_F(SampleFlow, WrapperSeesTheFixedSequenceAndTheSampleBytes) {
+    WriteFile(tuning, "output=1.5 1 2 5000 64\n");
+    const std::string path =
+        AddSample("chart", "s1.txt", SampleFileText(VireoTest::MakeSample(2, 1)));
+    const auto result = RunDriver();
+    ASSERT_EQ(result.exitStatus, 0);
+    EXPECT_EQ(result.standardOutput, "");
+
+    const std::vector<std::string> calls = Calls();
+    // Scene "ball" is missing: set-up and Destroy only. "chart" has one sample.
+    std::vector<std::string> names;
+    for (size_t i = 5; i < 5 + 4 + 16 + 1; ++i) {
+        names.push_back(calls.at(i).substr(0, calls[i].find(' ')));
+    }
+    const std::vector<std::string> expected = {"create",
+                                               "LoadAWBAlgorithm",
+                                               "LoadTuningData",
+                                               "InitializeAlgorithm",
+                                               "SetCalibrationData",
+                                               "SetExtraInfoA",
+                                               "SetExtraInfoB",
+                                               "SetExtraInfoG",
+                                               "SetExtraInfoE",
+                                               "SetExtraInfoF",
+                                               "SetExtraInfoH",
+                                               "SetExtraInfoC",
+                                               "SetExtraInfoD",
+                                               "SetFrameDimensions",
+                                               "SetBGStatsConfig",
+                                               "SetBGChannelInfo",
+                                               "SetBGStatsInfo",
+                                               "SetAuxiliaryInfo",
+                                               "RunSimulation",
+                                               "GetOutput",
+                                               "Destroy"};
+    EXPECT_EQ(names, expected);
+
+    const Vireo::ChannelData header = ExpectedHeader();
+    const std::vector<StatsBayerGridChannelInfoS> regions = ExpectedRegions();
+    EXPECT_EQ(CallsNamed("SetBGStatsInfo").at(0),
+              "SetBGStatsInfo " + Hex(&header, sizeof header) +
+                  " regions=" + Hex(regions.data(), regions.size() * sizeof regions[0]));
+    EXPECT_EQ(CallsNamed("SetBGStatsConfig").at(0), "SetBGStatsConfig 2 1 10 32 24");
+    EXPECT_EQ(CallsNamed("SetExtraInfoA").at(0), "SetExtraInfoA 0");
+    EXPECT_EQ(CallsNamed("SetFrameDimensions").at(0), "SetFrameDimensions 4608 3456");
+    EXPECT_EQ(CallsNamed("SetAuxiliaryInfo").at(0), "SetAuxiliaryInfo " + std::string(64, '0'));
+
+    float fromFactors[22];
+    for (int i = 0; i < 20; ++i) {
+        fromFactors[i] = std::stof(std::to_string(0.95 + 0.005 * (i + 1)).substr(0, 6));
+    }
+    fromFactors[20] = 0.5f;
+    fromFactors[21] = 0.25f;
+    EXPECT_EQ(CallsNamed("SetCalibrationData").at(0),
+              "SetCalibrationData " + Hex(fromFactors, sizeof fromFactors));
+
+    EXPECT_EQ(
+        ReadFile(out + "/awbSimulationOutput.txt"),
+        path + "\nr_gain : 1.5\ng_gain : 1\nb_gain : 2\ncct    : 5000\ndebugDataSize : 64\n\n");
+}
+
+TEST_F(SampleFlow, PlaceholdersAreRestoredAtEveryFeedAndKeepTheirAddresses) {
+    WriteFile(tuning, "scribble=1\noutput=1 1 1 1 1\n");
+    for (const char* scene : {"ball", "chart", "outdoor_2"}) {
+        AddSample(scene, "s.txt", SampleFileText(VireoTest::MakeSample(1, 2)));
+    }
+    ASSERT_EQ(RunDriver().exitStatus, 0);
+    const auto g = CallsNamed("SetExtraInfoG");
+    const auto e = CallsNamed("SetExtraInfoE");
+    const auto f = CallsNamed("SetExtraInfoF");
+    const auto h = CallsNamed("SetExtraInfoH");
+    const auto c = CallsNamed("SetExtraInfoC");
+    const auto b = CallsNamed("SetExtraInfoB");
+    const auto d = CallsNamed("SetExtraInfoD");
+    ASSERT_EQ(g.size(), 3u);
+    for (size_t feed = 0; feed < 3; ++feed) {
+        EXPECT_EQ(Words(g[feed]), "ffffff7f");
+        EXPECT_EQ(Words(e[feed]), "ffffffff" + std::string(40, '0'));
+        EXPECT_EQ(Words(f[feed]), Words(e[feed]));
+        EXPECT_EQ(Address(f[feed]), Address(e[feed]));
+        EXPECT_EQ(Words(h[feed]), std::string(32, '0'));
+        EXPECT_EQ(Words(c[feed]).substr(0, 8), "00000000");
+        for (const auto* calls : {&g, &e, &h, &c, &b, &d}) {
+            EXPECT_EQ(Address((*calls)[feed]), Address((*calls)[0]));
+        }
+    }
+    // Never rewritten: the first feed sees zeros, later feeds what the
+    // wrapper scribbled (0x5A5A0000 + word index).
+    EXPECT_EQ(Words(b[0]), std::string(32, '0'));
+    EXPECT_EQ(Words(b[1]), "00005a5a01005a5a02005a5a03005a5a");
+    EXPECT_EQ(Words(c[2]).substr(8, 8), "01005a5a");
+    EXPECT_EQ(Words(d[1]).substr(0, 16), "00005a5a01005a5a");
+}
+
+TEST_F(SampleFlow, RecordsFollowSceneOrderAndKeepExactNumberFormats) {
+    WriteFile(tuning,
+              "output=1.5 1.23456789 0.00001 6500 0\n"
+              "output=2 1234567 -0 2300 4294967295\n");
+    // One wrapper per scene, so each scene's first sample gets the first
+    // output; use two scenes with one sample each and then a second output
+    // in a third scene with two samples.
+    const std::string ball =
+        AddSample("ball", "a.txt", SampleFileText(VireoTest::MakeSample(1, 1)));
+    const std::string outdoor =
+        AddSample("outdoor_1", "name.with.dots", SampleFileText(VireoTest::MakeSample(1, 3)));
+    AddSample("outdoor_1", ".hidden", "not a sample");
+    ASSERT_EQ(RunDriver().exitStatus, 0);
+    EXPECT_EQ(ReadFile(out + "/awbSimulationOutput.txt"),
+              ball +
+                  "\nr_gain : 1.5\ng_gain : 1.23457\nb_gain : 1e-05\ncct    : 6500\n"
+                  "debugDataSize : 0\n\n" +
+                  outdoor +
+                  "\nr_gain : 1.5\ng_gain : 1.23457\nb_gain : 1e-05\ncct    : 6500\n"
+                  "debugDataSize : 0\n\n");
+}
+
+TEST_F(SampleFlow, NullOutputLeavesNoRecordAndTheNextSampleGoesOn) {
+    WriteFile(tuning, "output=null\noutput=3 1 0.5 2850 8\n");
+    AddSample("indoor_2", "one", SampleFileText(VireoTest::MakeSample(1, 1)));
+    AddSample("indoor_2", "two", SampleFileText(VireoTest::MakeSample(1, 2)));
+    const auto result = RunDriver();
+    EXPECT_EQ(result.exitStatus, 0);
+    EXPECT_EQ(CallsNamed("GetOutput").size(), 2u);
+    const auto lines = VireoTest::ReadLines(out + "/awbSimulationOutput.txt");
+    ASSERT_EQ(lines.size(), 7u);
+    EXPECT_EQ(lines[1], "r_gain : 3");
+    EXPECT_EQ(lines[6], "");
+}
+
+TEST_F(SampleFlow, SceneEndingFailuresSetTheStatusButLaterScenesRun) {
+    WriteFile(tuning, "output=1 1 1 5000 0\n");
+    // ball: a sample that cannot be opened; chart: a negative region count.
+    VireoTest::MakeDirs(data + "/ball");
+    const std::string dangling = data + "/ball/dangling";
+    ASSERT_EQ(symlink("/nonexistent/sample", dangling.c_str()), 0);
+    VireoTest::SampleText negative = VireoTest::MakeSample(1, 1);
+    negative.header[4] = "-1";
+    const std::string bad = AddSample("chart", "negative", SampleFileText(negative));
+    const std::string good =
+        AddSample("indoor_3", "good", SampleFileText(VireoTest::MakeSample(1, 1)));
+
+    const auto result = RunDriver();
+    EXPECT_EQ(result.exitStatus, 255);
+    EXPECT_EQ(result.standardOutput,
+              "Unable to open file:" + dangling + "\nError in reading parser bg stats info for " +
+                  dangling + "\nError in allocating buffer for bg channel info for " + bad + "\n");
+    EXPECT_EQ(CallsNamed("Destroy").size(), 8u);
+    EXPECT_EQ(VireoTest::ReadLines(out + "/awbSimulationOutput.txt").at(0), good);
+}
+
+TEST_F(SampleFlow, PathsLongerThan255AreCutAndTheCutPathIsRead) {
+    WriteFile(tuning, "output=1 1 1 5000 0\n");
+    const std::string sceneDir = data + "/ball/";
+    ASSERT_LT(sceneDir.size(), 200u);
+    const std::string longName(260 - sceneDir.size(), 'n');
+    const std::string cutName = longName.substr(0, 255 - sceneDir.size());
+    AddSample("ball", longName, SampleFileText(VireoTest::MakeSample(1, 1)));
+    AddSample("ball", cutName, SampleFileText(VireoTest::MakeSample(1, 2)));
+    ASSERT_EQ(RunDriver().exitStatus, 0);
+    const auto lines = VireoTest::ReadLines(out + "/awbSimulationOutput.txt");
+    ASSERT_EQ(lines.size(), 14u);
+    EXPECT_EQ(lines[0], sceneDir + cutName);
+    EXPECT_EQ(lines[7], sceneDir + cutName);
+    // Both records were read from the cut path: the same lux index twice.
+    const auto stats = CallsNamed("SetBGStatsInfo");
+    EXPECT_EQ(stats.at(0).substr(0, 23), stats.at(1).substr(0, 23));
+}
+
+TEST_F(SampleFlow, FieldsAReaderLeavesAloneCarryOverToTheNextSample) {
+    WriteFile(tuning, "output=1 1 1 5000 0\n");
+    AddSample("ball", "first", SampleFileText(VireoTest::MakeSample(1, 1)));
+    VireoTest::SampleText second = VireoTest::MakeSample(1, 2);
+    second.calibration[0] = "0";  // count 0: factors 1.0, LED point kept
+    AddSample("chart", "second", SampleFileText(second));
+    ASSERT_EQ(RunDriver().exitStatus, 0);
+    float expected[22];
+    for (int i = 0; i < 20; ++i) {
+        expected[i] = 1.0f;
+    }
+    expected[20] = 0.5f;
+    expected[21] = 0.25f;
+    EXPECT_EQ(CallsNamed("SetCalibrationData").at(1),
+              "SetCalibrationData " + Hex(expected, sizeof expected));
+}
+
+}  // namespace

@@ -1,0 +1,258 @@
+// A wrapper library for the end-to-end tests. It appends every call it
+// receives, with its arguments and the bytes of the records behind them, to
+// the file named by VIREO_RECORDING_LOG, one line per call.
+//
+// It deliberately does not include the project's interface header: the
+// interface is declared again below, slot by slot, so that the tests check
+// the binary contract from the wrapper author's side too.
+//
+// Behaviour is set by the tuning file it is handed, one "key=value" per line:
+//   load_result=<int>          what LoadTuningData returns (default 0)
+//   output=<r> <g> <b> <cct> <debugDataSize> | output=null
+//                              outputs returned sample after sample, cycling
+//   scribble=1                 overwrite every placeholder record after use
+// and by the environment: VIREO_RECORDING_FACTORY_NULL=1 makes the factory
+// return null.
+#include <cinttypes>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+#include <vector>
+
+namespace {
+
+// Only the sizes matter on this side; contents are logged as bytes.
+constexpr size_t kChannelDataBytes = 76;
+constexpr size_t kRegionBytes = 56;
+constexpr size_t kCalibrationBytesFromFactors = 88;  // 20 factors + 2 LED floats
+constexpr size_t kAuxiliaryBytes = 32;
+constexpr int kRoomB = 4, kRoomG = 1, kRoomE = 6, kRoomH = 4, kRoomC = 12, kRoomD = 121;
+
+struct Output {
+    float r, g, b;
+    uint32_t cct, debugDataSize;
+};
+
+class Interface {
+public:
+    virtual int LoadAWBAlgorithm(const char*, const char*) = 0;
+    virtual int LoadTuningData(const char*) = 0;
+    virtual int InitializeAlgorithm() = 0;
+    virtual int SetBGStatsInfo(const void*) = 0;
+    virtual int SetExtraInfoA(int) = 0;
+    virtual int SetBGStatsConfig(int, int, int, int, int) = 0;
+    virtual int SetBGChannelInfo(const void*) = 0;
+    virtual int SetExtraInfoB(int, int32_t*) = 0;
+    virtual int NeverCalled1() = 0;
+    virtual int SetExtraInfoC(int32_t*) = 0;
+    virtual int SetExtraInfoD(int, int32_t*) = 0;
+    virtual int SetFrameDimensions(int, int) = 0;
+    virtual int SetAuxiliaryInfo(const void*) = 0;
+    virtual int SetExtraInfoE(int32_t*) = 0;
+    virtual int SetExtraInfoF(int32_t*) = 0;
+    virtual int SetExtraInfoG(int32_t*) = 0;
+    virtual int SetExtraInfoH(int32_t*) = 0;
+    virtual int SetCalibrationData(const float*) = 0;
+    virtual int RunSimulation() = 0;
+    virtual Output* GetOutput() = 0;
+    virtual int NeverCalled2() = 0;
+    virtual int NeverCalled3() = 0;
+    virtual void Destroy() = 0;
+
+protected:
+    ~Interface() = default;
+};
+
+std::FILE* Log() {
+    static std::FILE* log = [] {
+        const char* path = std::getenv("VIREO_RECORDING_LOG");
+        return path != nullptr ? std::fopen(path, "a") : nullptr;
+    }();
+    return log;
+}
+
+void Line(const std::string& text) {
+    if (std::FILE* log = Log()) {
+        std::fprintf(log, "%s\n", text.c_str());
+        std::fflush(log);
+    }
+}
+
+std::string Hex(const void* data, size_t size) {
+    static const char digits[] = "0123456789abcdef";
+    std::string text;
+    const auto* bytes = static_cast<const unsigned char*>(data);
+    for (size_t i = 0; i < size; ++i) {
+        text += digits[bytes[i] >> 4];
+        text += digits[bytes[i] & 15];
+    }
+    return text;
+}
+
+std::string Pointer(const void* pointer) {
+    char text[32];
+    std::snprintf(text, sizeof text, "%p", pointer);
+    return text;
+}
+
+std::string Words(const int32_t* record, int room) {
+    return Pointer(record) + " " + Hex(record, sizeof(int32_t) * static_cast<size_t>(room));
+}
+
+class RecordingWrapper final : public Interface {
+public:
+    int LoadAWBAlgorithm(const char* a, const char* b) override {
+        Line(std::string("LoadAWBAlgorithm ") + a + " " + b);
+        return 0;
+    }
+    int LoadTuningData(const char* path) override {
+        Line(std::string("LoadTuningData ") + path);
+        return ReadSettings(path);
+    }
+    int InitializeAlgorithm() override { return Say("InitializeAlgorithm"); }
+    int SetBGStatsInfo(const void* channelData) override {
+        int32_t totalRegionCount = 0;
+        std::memcpy(&totalRegionCount, static_cast<const char*>(channelData) + 20, 4);
+        std::string line = "SetBGStatsInfo " + Hex(channelData, kChannelDataBytes);
+        // The region array arrives before its count; log it now that the
+        // count is known.
+        if (regions_ != nullptr && totalRegionCount >= 0 && totalRegionCount <= 4096) {
+            line +=
+                " regions=" + Hex(regions_, kRegionBytes * static_cast<size_t>(totalRegionCount));
+        }
+        Line(line);
+        return 0;
+    }
+    int SetExtraInfoA(int value) override { return Say("SetExtraInfoA " + std::to_string(value)); }
+    int SetBGStatsConfig(int h, int v, int bitDepth, int w, int height) override {
+        return Say("SetBGStatsConfig " + std::to_string(h) + " " + std::to_string(v) + " " +
+                   std::to_string(bitDepth) + " " + std::to_string(w) + " " +
+                   std::to_string(height));
+    }
+    int SetBGChannelInfo(const void* regions) override {
+        regions_ = regions;
+        return Say("SetBGChannelInfo");
+    }
+    int SetExtraInfoB(int value, int32_t* record) override {
+        Say("SetExtraInfoB " + std::to_string(value) + " " + Words(record, kRoomB));
+        return Scribble(record, kRoomB);
+    }
+    int NeverCalled1() override { return Say("NeverCalled1"); }
+    int SetExtraInfoC(int32_t* record) override {
+        Say("SetExtraInfoC " + Words(record, kRoomC));
+        return Scribble(record, kRoomC);
+    }
+    int SetExtraInfoD(int value, int32_t* record) override {
+        Say("SetExtraInfoD " + std::to_string(value) + " " + Words(record, kRoomD));
+        return Scribble(record, kRoomD);
+    }
+    int SetFrameDimensions(int width, int height) override {
+        return Say("SetFrameDimensions " + std::to_string(width) + " " + std::to_string(height));
+    }
+    int SetAuxiliaryInfo(const void* record) override {
+        return Say("SetAuxiliaryInfo " + Hex(record, kAuxiliaryBytes));
+    }
+    int SetExtraInfoE(int32_t* record) override {
+        return Say("SetExtraInfoE " + Words(record, kRoomE));
+    }
+    int SetExtraInfoF(int32_t* record) override {
+        // E and F share one record: scribble only after both have seen it.
+        Say("SetExtraInfoF " + Words(record, kRoomE));
+        return Scribble(record, kRoomE);
+    }
+    int SetExtraInfoG(int32_t* record) override {
+        Say("SetExtraInfoG " + Words(record, kRoomG));
+        return Scribble(record, kRoomG);
+    }
+    int SetExtraInfoH(int32_t* record) override {
+        Say("SetExtraInfoH " + Words(record, kRoomH));
+        return Scribble(record, kRoomH);
+    }
+    int SetCalibrationData(const float* factors) override {
+        return Say("SetCalibrationData " + Hex(factors, kCalibrationBytesFromFactors));
+    }
+    int RunSimulation() override { return Say("RunSimulation"); }
+    Output* GetOutput() override {
+        if (outputs_.empty()) {
+            Say("GetOutput null");
+            return nullptr;
+        }
+        const Output* next = outputs_[sample_++ % outputs_.size()];
+        Say(next == nullptr ? "GetOutput null" : "GetOutput");
+        if (next == nullptr) {
+            return nullptr;
+        }
+        current_ = *next;
+        return &current_;
+    }
+    int NeverCalled2() override { return Say("NeverCalled2"); }
+    int NeverCalled3() override { return Say("NeverCalled3"); }
+    void Destroy() override {
+        Say("Destroy");
+        for (const Output* output : outputs_) {
+            delete output;
+        }
+        delete this;
+    }
+
+private:
+    int Say(const std::string& text) {
+        Line(text);
+        return 0;
+    }
+
+    int Scribble(int32_t* record, int room) {
+        if (scribble_) {
+            for (int i = 0; i < room; ++i) {
+                record[i] = 0x5A5A0000 + i;
+            }
+        }
+        return 0;
+    }
+
+    int ReadSettings(const char* path) {
+        std::FILE* file = std::fopen(path, "r");
+        if (file == nullptr) {
+            return 0;  // no settings: defaults
+        }
+        int loadResult = 0;
+        char line[512];
+        while (std::fgets(line, sizeof line, file) != nullptr) {
+            Output output{};
+            int flag = 0;
+            if (std::sscanf(line, "load_result=%d", &loadResult) == 1) {
+                continue;
+            }
+            if (std::sscanf(line, "scribble=%d", &flag) == 1) {
+                scribble_ = flag != 0;
+            } else if (std::strncmp(line, "output=null", 11) == 0) {
+                outputs_.push_back(nullptr);
+            } else if (std::sscanf(line, "output=%f %f %f %" SCNu32 " %" SCNu32, &output.r,
+                                   &output.g, &output.b, &output.cct, &output.debugDataSize) == 5) {
+                outputs_.push_back(new Output(output));
+            }
+        }
+        std::fclose(file);
+        return loadResult;
+    }
+
+    std::vector<const Output*> outputs_;
+    size_t sample_ = 0;
+    Output current_{};
+    const void* regions_ = nullptr;
+    bool scribble_ = false;
+};
+
+}  // namespace
+
+extern "C" __attribute__((visibility("default"))) Interface* CreateAWBSimulationWrapper() {
+    const char* makeNull = std::getenv("VIREO_RECORDING_FACTORY_NULL");
+    if (makeNull != nullptr && std::strcmp(makeNull, "1") == 0) {
+        Line("create null");
+        return nullptr;
+    }
+    Line("create");
+    return new RecordingWrapper();
+}

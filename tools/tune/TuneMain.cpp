@@ -1,0 +1,83 @@
+// vireo-tune: the command-line tool around the reference tuning file.
+#include <cstdio>
+#include <cstring>
+#include <fstream>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "TuningCodec.h"
+#include "YamlTuning.h"
+
+#ifdef VIREO_HAVE_CALIBRATE
+#include "Calibrate.h"
+#endif
+
+namespace {
+
+int Usage() {
+    std::fputs(
+        "usage: vireo-tune compile IN.yaml OUT.bin   YAML tuning -> binary tuning file\n"
+        "       vireo-tune dump IN.bin               binary tuning file -> YAML on stdout\n"
+        "       vireo-tune calibrate ...             tuning from chart samples\n",
+        stderr);
+    return 2;
+}
+
+int Fail(const std::string& what) {
+    std::fprintf(stderr, "vireo-tune: %s\n", what.c_str());
+    return 1;
+}
+
+int Compile(const char* inPath, const char* outPath) {
+    std::ifstream in(inPath, std::ios::binary);
+    if (!in) return Fail(std::string("cannot open ") + inPath);
+    std::stringstream text;
+    text << in.rdbuf();
+    Vireo::Tuning::TuningParams params;
+    std::string error;
+    if (!Vireo::Tuning::ParseYaml(text.str(), &params, &error)) {
+        return Fail(std::string(inPath) + ": " + error);
+    }
+    const std::vector<uint8_t> bytes = Vireo::Tuning::Encode(params);
+    // Written beside the target and renamed, so a failed write never leaves
+    // half a tuning file where the driver looks for one.
+    const std::string temporary = std::string(outPath) + ".partial";
+    std::FILE* out = std::fopen(temporary.c_str(), "wb");
+    if (out == nullptr) return Fail(std::string("cannot write ") + outPath);
+    const bool written = std::fwrite(bytes.data(), 1, bytes.size(), out) == bytes.size();
+    if (std::fclose(out) != 0 || !written || std::rename(temporary.c_str(), outPath) != 0) {
+        std::remove(temporary.c_str());
+        return Fail(std::string("cannot write ") + outPath);
+    }
+    return 0;
+}
+
+int Dump(const char* inPath) {
+    std::vector<uint8_t> bytes;
+    Vireo::Tuning::TuningParams params;
+    std::string error;
+    if (!Vireo::Tuning::LoadFile(inPath, &bytes, &params, &error)) {
+        return Fail(std::string(inPath) + ": " + error);
+    }
+    std::fputs(Vireo::Tuning::ToYaml(params).c_str(), stdout);
+    return 0;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    if (argc < 2) return Usage();
+    const std::string command = argv[1];
+    if (command == "compile" && argc == 4) return Compile(argv[2], argv[3]);
+    if (command == "dump" && argc == 3) return Dump(argv[2]);
+    if (command == "calibrate") {
+#ifdef VIREO_HAVE_CALIBRATE
+        // The whole command line, argv[1] being "calibrate".
+        return RunCalibrate(argc, argv);
+#else
+        return Fail("calibrate is not built into this vireo-tune");
+#endif
+    }
+    return Usage();
+}
