@@ -72,7 +72,7 @@ TEST_F(DriverRun, CarriageReturnConfigurationReadsTheSame) {
 
 struct SetUpFailure {
     const char* name;
-    std::string wrapperPath;  // "" for the recording wrapper
+    const char* wrapperPath;  // nullptr for the recording wrapper
     std::string tuningText;
     std::string environment;
     std::string message;
@@ -86,7 +86,7 @@ class DriverSetUpFailure : public DriverFixture,
 
 TEST_P(DriverSetUpFailure, EndsTheRunAfterTheFirstScene) {
     const SetUpFailure& c = GetParam();
-    if (!c.wrapperPath.empty()) {
+    if (c.wrapperPath != nullptr) {
         wrapper = c.wrapperPath;
     }
     WriteFile(tuning, c.tuningText);
@@ -117,14 +117,17 @@ INSTANTIATE_TEST_SUITE_P(
     testing::Values(
         SetUpFailure{"WrongLibraryPath", "/nonexistent/libwrapper.so", "", "",
                      "Unable to load AWBSimulationWrapper library", SetUpFailure::kNothing},
+        // The untouched template leaves the library path empty.
+        SetUpFailure{"EmptyLibraryPath", "", "", "", "Unable to load AWBSimulationWrapper library",
+                     SetUpFailure::kNothing},
         SetUpFailure{"LibraryWithoutFactory", VIREO_NO_FACTORY_WRAPPER, "", "",
                      "Unable to find CreateAWBSimulationWrapper", SetUpFailure::kNothing},
-        SetUpFailure{"FactoryReturnsNull", "", "", "VIREO_RECORDING_FACTORY_NULL=1",
+        SetUpFailure{"FactoryReturnsNull", nullptr, "", "VIREO_RECORDING_FACTORY_NULL=1",
                      "CreateAWBSimulationWrapper returned no wrapper object",
                      SetUpFailure::kNullFactory},
-        SetUpFailure{"TuningReturnsOne", "", "load_result=1\n", "",
+        SetUpFailure{"TuningReturnsOne", nullptr, "load_result=1\n", "",
                      "Error in reading TintraBinaryParameterSet.bin file", SetUpFailure::kTuning},
-        SetUpFailure{"TuningReturnsMinusOne", "", "load_result=-1\n", "",
+        SetUpFailure{"TuningReturnsMinusOne", nullptr, "load_result=-1\n", "",
                      "Error in reading TintraBinaryParameterSet.bin file", SetUpFailure::kTuning}),
     [](const testing::TestParamInfo<SetUpFailure>& info) { return std::string(info.param.name); });
 
