@@ -3,6 +3,7 @@
 #include <limits.h>
 #include <stdlib.h>
 
+#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -34,6 +35,24 @@ TEST_F(DriverRun, GencfgReplacesTheTemplateAndStopsWithOne) {
                                          "successfully!\n");
     EXPECT_EQ(ReadFile(dir / "settings.cfg"),
               "tuningFile=\nawbDLL=\nawbSimWrapperDLL=\ndataDir=\noutputDir=\n");
+    // Neither an output folder nor an output file on this path.
+    std::vector<std::string> names;
+    for (const auto& entry : std::filesystem::directory_iterator(dir.path())) {
+        names.push_back(entry.path().filename().string());
+    }
+    EXPECT_EQ(names, std::vector<std::string>{"settings.cfg"});
+}
+
+TEST_F(DriverRun, GencfgThatCannotWriteTheTemplateStillReportsSuccess) {
+    VireoTest::MakeDirs(dir / "settings.cfg");  // not openable for writing, even as root
+    const auto result = VireoTest::Run(VIREO_DRIVER, {"-gencfg"}, dir.path());
+    char real[PATH_MAX];
+    ASSERT_NE(realpath(dir.path().c_str(), real), nullptr);
+    EXPECT_EQ(result.exitStatus, 1);
+    EXPECT_EQ(result.standardOutput, std::string(real) +
+                                         "/settings.cfg\nTemplate Cfg are genrated generated "
+                                         "successfully!\n");
+    EXPECT_TRUE(std::filesystem::is_directory(dir / "settings.cfg"));
 }
 
 TEST_F(DriverRun, UnreadableConfigurationStopsBeforeAnyOutput) {
@@ -44,7 +63,10 @@ TEST_F(DriverRun, UnreadableConfigurationStopsBeforeAnyOutput) {
     EXPECT_FALSE(Exists("/awbSimulationOutput.txt"));
 }
 
-TEST_F(DriverRun, MissingScenesStillGetAWrapperEach) {
+TEST_F(DriverRun, MissingAndEmptyScenesStillGetAWrapperEach) {
+    // Empty folders list only "." and "..": no sample call, like missing ones.
+    VireoTest::MakeDirs(data + "/ball");
+    VireoTest::MakeDirs(data + "/outdoor_2");
     const auto result = RunDriver();
     EXPECT_EQ(result.exitStatus, 0);
     EXPECT_EQ(result.standardOutput, "");
@@ -60,6 +82,37 @@ TEST_F(DriverRun, MissingScenesStillGetAWrapperEach) {
         EXPECT_TRUE(Exists(out + "/" + name)) << name;
         EXPECT_EQ(ReadFile(out + "/" + name), "") << name;
     }
+}
+
+TEST_F(DriverRun, SideFilesAreEmptyAtEverySceneStartAndTheLibraryIsNeverUnmapped) {
+    // The wrapper appends a line to both side files at every Destroy and logs
+    // their sizes when the next scene creates it; "mapped" is logged each
+    // time the library is loaded, so an unmap between scenes shows twice.
+    const std::string summary = out + "/Summary.txt";
+    const std::string agwdcn = out + "/agwdcn.txt";
+    environment = {"VIREO_RECORDING_MAPPING=1", "VIREO_RECORDING_WATCH=" + summary + ":" + agwdcn};
+    const auto result = RunDriver();
+    EXPECT_EQ(result.exitStatus, 0);
+    std::vector<std::string> expected = {"mapped"};
+    for (int scene = 0; scene < 8; ++scene) {
+        std::vector<std::string> setUp = SceneSetUp();
+        setUp.insert(setUp.begin() + 1, {"watch " + summary + " 0", "watch " + agwdcn + " 0"});
+        expected.insert(expected.end(), setUp.begin(), setUp.end());
+        expected.push_back("Destroy");
+    }
+    EXPECT_EQ(Calls(), expected);
+}
+
+TEST_F(DriverRun, FailedLoadAWBAlgorithmIsIgnored) {
+    environment = {"VIREO_RECORDING_ALGORITHM_RESULT=-1"};
+    WriteFile(tuning, "output=1 1 1 5000 0\n");
+    AddSample("indoor_4", "s.txt", VireoTest::SampleFileText(VireoTest::MakeSample(1, 1)));
+    const auto result = RunDriver();
+    EXPECT_EQ(result.exitStatus, 0);
+    EXPECT_EQ(result.standardOutput, "");
+    EXPECT_EQ(CallsNamed("LoadTuningData").size(), 8u);
+    EXPECT_EQ(CallsNamed("InitializeAlgorithm").size(), 8u);
+    EXPECT_EQ(VireoTest::ReadLines(out + "/awbSimulationOutput.txt").size(), 7u);
 }
 
 TEST_F(DriverRun, CarriageReturnConfigurationReadsTheSame) {
