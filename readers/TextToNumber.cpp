@@ -122,16 +122,23 @@ int64_t TextToInt64(const char* text) {
     if (*p == '-' || *p == '+') {
         ++p;
     }
-    const uint64_t limit =
-        negative ? uint64_t{1} << 63 : static_cast<uint64_t>(std::numeric_limits<int64_t>::max());
     uint64_t magnitude = 0;
-    for (; IsDigit(*p); ++p) {
-        const unsigned digit = DigitValue(*p);
-        if (magnitude > (limit - digit) / 10) {
-            return negative ? std::numeric_limits<int64_t>::min()
-                            : std::numeric_limits<int64_t>::max();
+    // Eighteen digits always fit; only longer numbers need the overflow test.
+    for (int taken = 0; taken < 18 && IsDigit(*p); ++taken, ++p) {
+        magnitude = magnitude * 10 + DigitValue(*p);
+    }
+    if (IsDigit(*p)) {
+        const uint64_t limit = negative
+                                   ? uint64_t{1} << 63
+                                   : static_cast<uint64_t>(std::numeric_limits<int64_t>::max());
+        for (; IsDigit(*p); ++p) {
+            const unsigned digit = DigitValue(*p);
+            if (magnitude > (limit - digit) / 10) {
+                return negative ? std::numeric_limits<int64_t>::min()
+                                : std::numeric_limits<int64_t>::max();
+            }
+            magnitude = magnitude * 10 + digit;
         }
-        magnitude = magnitude * 10 + digit;
     }
     // Two's complement negation in unsigned arithmetic also covers -2^63.
     return static_cast<int64_t>(negative ? 0 - magnitude : magnitude);
