@@ -75,7 +75,19 @@ step "building (cmake --workflow --preset default)"
 t=$SECONDS
 cd "$root"
 mkdir -p build
-if ! cmake --workflow --preset default >build/main-job-build.log 2>&1; then
+# Progress: the build's percentage, rewritten in place.
+show_progress() {
+    local pct
+    while IFS= read -r line; do
+        printf '%s\n' "$line" >>build/main-job-build.log
+        pct=$(expr "$line" : '\[ *\([0-9]*\)%\]' || true)
+        [ -n "$pct" ] && [ -t 1 ] && printf '\r      %3d%%' "$pct"
+    done
+    [ -t 1 ] && printf '\r'
+    return 0
+}
+: >build/main-job-build.log
+if ! cmake --workflow --preset default 2>&1 | show_progress; then
     tail -n 30 build/main-job-build.log >&2
     echo "main-job: build failed; the whole log is build/main-job-build.log" >&2
     exit 1
