@@ -69,28 +69,41 @@ void AddVote(std::vector<float>* votes, float position, float weight) {
     if (low < last) (*votes)[low + 1] += weight * high;
 }
 
+// One moving average of odd width over the bins. The vote array carries
+// empty margins wider than three passes reach, so no window is ever cut
+// short and a peak at the curve's end stays there.
+void BoxFilter(int width, std::vector<float>* values, std::vector<float>* prefix) {
+    const int n = static_cast<int>(values->size());
+    prefix->resize(n + 1);
+    (*prefix)[0] = 0.0f;
+    for (int i = 0; i < n; ++i) (*prefix)[i + 1] = (*prefix)[i] + (*values)[i];
+    const int half = width / 2;
+    const float inverse = 1.0f / static_cast<float>(width);
+    for (int j = 0; j < n; ++j) {
+        const int from = std::max(0, j - half);
+        const int to = std::min(n, j + half + 1);
+        (*values)[j] = ((*prefix)[to] - (*prefix)[from]) * inverse;
+    }
+}
+
 void BayesSearch(Estimator* e, float outdoor, uint32_t validCount, float rFactor, float bFactor,
                  VireoAwbResult* result) {
     const Tuning::TuningParams& p = e->params;
     std::fill(e->votes.begin(), e->votes.end(), 0.0f);
     const float invBin = e->binWidth > 0.0f ? 1.0f / e->binWidth : 0.0f;
     for (size_t i = 0; i < e->greyS.size(); ++i) {
-        AddVote(&e->votes, e->greyS[i] * invBin, e->greyWeight[i]);
+        AddVote(&e->votes, static_cast<float>(e->margin) + e->greyS[i] * invBin, e->greyWeight[i]);
     }
-    const int reach = static_cast<int>(e->alongKernel.size()) - 1;
+    for (int pass = 0; pass < 3; ++pass) BoxFilter(e->boxWidth, &e->votes, &e->prefix);
     const float floor = p.likelihoodFloor;
-    const float scale = 1.0f / static_cast<float>(validCount);
+    const float scale = e->boxScale / static_cast<float>(validCount);
     int best = 0;
     for (int j = 0; j < kSearchBins; ++j) {
-        float likelihood = 0.0f;
-        const int from = std::max(0, j - reach);
-        const int to = std::min(kSearchBins - 1, j + reach);
-        for (int b = from; b <= to; ++b) {
-            likelihood += e->votes[b] * e->alongKernel[std::abs(b - j)];
-        }
         const float lnPrior =
             outdoor * e->lnPriorOutdoor[j] + (1.0f - outdoor) * e->lnPriorIndoor[j];
-        e->posterior[j] = p.likelihoodStrength * std::log(likelihood * scale + floor) + lnPrior;
+        e->posterior[j] =
+            p.likelihoodStrength * FastLn(std::max(e->votes[e->margin + j], 0.0f) * scale + floor) +
+            lnPrior;
         if (e->posterior[j] > e->posterior[best]) best = j;
     }
     // A parabola through the peak and its neighbours places it between bins.
@@ -110,9 +123,11 @@ void BayesSearch(Estimator* e, float outdoor, uint32_t validCount, float rFactor
     const float inv2Sigma2 = 0.5f / (p.likelihoodSigma * p.likelihoodSigma);
     double weightSum = 0.0;
     double offsetSum = 0.0;
+    const float window = 3.0f * p.likelihoodSigma;
     for (size_t i = 0; i < e->greyS.size(); ++i) {
         const float along = e->greyS[i] - s;
-        const float w = e->greyWeight[i] * std::exp(-along * along * inv2Sigma2);
+        if (std::fabs(along) > window) continue;
+        const float w = e->greyWeight[i] * e->negExp(along * along * inv2Sigma2);
         weightSum += w;
         offsetSum += static_cast<double>(w) * e->greyDistance[i];
     }
@@ -133,15 +148,29 @@ void InitEstimator(const Tuning::TuningParams& params, Estimator* e) {
         e->lnPriorOutdoor[j] = std::log(PriorAt(params.priorOutdoor, mired));
         e->lnPriorIndoor[j] = std::log(PriorAt(params.priorIndoor, mired));
     }
+    // Three box filters of width w have the variance 3 (w^2 - 1) / 12.
     const float sigmaBins =
         e->binWidth > 0.0f ? params.likelihoodSigma / e->binWidth : static_cast<float>(kSearchBins);
-    const int reach = std::min(kSearchBins, static_cast<int>(std::ceil(4.0f * sigmaBins)) + 1);
-    e->alongKernel.resize(reach + 1);
-    for (int k = 0; k <= reach; ++k) {
-        const float x = static_cast<float>(k) / sigmaBins;
-        e->alongKernel[k] = std::exp(-0.5f * x * x);
+    int width = static_cast<int>(std::lround(std::sqrt(4.0f * sigmaBins * sigmaBins + 1.0f)));
+    width = std::clamp(width | 1, 1, 2 * kSearchBins + 1);
+    e->boxWidth = width;
+    const float sigmaBox = std::sqrt(0.25f * static_cast<float>(width * width - 1));
+    e->boxScale = width > 1 ? sigmaBox * 2.50662827f : 1.0f;  // sqrt(2 pi)
+    e->negExp.Build(32.0f);
+    float uMin = INFINITY, uMax = -INFINITY, vMin = INFINITY, vMax = -INFINITY;
+    for (const CurveNode& node : e->curve.nodes) {
+        uMin = std::min(uMin, node.u);
+        uMax = std::max(uMax, node.u);
+        vMin = std::min(vMin, node.v);
+        vMax = std::max(vMax, node.v);
     }
-    e->votes.assign(kSearchBins, 0.0f);
+    e->uMin = uMin - params.greyZoneWidth;
+    e->uMax = uMax + params.greyZoneWidth;
+    e->vMin = vMin - params.greyZoneWidth;
+    e->vMax = vMax + params.greyZoneWidth;
+    e->margin = 3 * (width / 2) + 1;
+    e->votes.assign(kSearchBins + 2 * e->margin, 0.0f);
+    e->prefix.assign(e->votes.size() + 1, 0.0f);
     e->posterior.assign(kSearchBins, 0.0f);
 }
 
@@ -176,13 +205,15 @@ int Estimate(Estimator* e, const VireoAwbFrame& frame, VireoAwbResult* result) {
         sumG += means.g;
         sumB += means.b;
         if (p.mode != Tuning::AwbMode::Bayes) continue;
-        const float u = std::log(means.r / means.g) - lnRFactor;
-        const float v = std::log(means.b / means.g) - lnBFactor;
+        const float inverseG = 1.0f / means.g;
+        const float u = FastLn(std::clamp(means.r * inverseG, 1e-6f, 1e6f)) - lnRFactor;
+        const float v = FastLn(std::clamp(means.b * inverseG, 1e-6f, 1e6f)) - lnBFactor;
+        if (u < e->uMin || u > e->uMax || v < e->vMin || v > e->vMax) continue;
         const CurvePosition position = Project(e->curve, u, v);
         if (std::fabs(position.distance) > p.greyZoneWidth) continue;
         e->greyS.push_back(position.s);
         e->greyDistance.push_back(position.distance);
-        e->greyWeight.push_back(std::exp(-position.distance * position.distance * inv2Sigma2));
+        e->greyWeight.push_back(e->negExp(position.distance * position.distance * inv2Sigma2));
     }
     result->validRegionCount = valid;
     result->greyRegionCount = static_cast<uint32_t>(e->greyS.size());

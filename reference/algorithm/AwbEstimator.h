@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "CtCurve.h"
+#include "FastMath.h"
 #include "TuningParams.h"
 #include "vireo/ReferenceAwbApi.h"
 
@@ -23,12 +24,24 @@ struct Estimator {
     float binWidth = 0.0f;
     std::vector<float> lnPriorOutdoor;  // per search bin
     std::vector<float> lnPriorIndoor;
-    std::vector<float> alongKernel;  // Gaussian by bin offset
+    // The likelihood's smoothing along the curve: three box filters of this
+    // odd width (in bins) approximate the Gaussian, and the scale brings a
+    // lone vote's peak back to its weight.
+    int boxWidth = 1;
+    float boxScale = 1.0f;
+    int margin = 0;  // empty bins on each side of the vote array
+    NegExpTable negExp;
+    // Chromaticities outside this box are too far from the curve to vote.
+    float uMin = 0.0f;
+    float uMax = 0.0f;
+    float vMin = 0.0f;
+    float vMax = 0.0f;
     // Scratch reused from sample to sample, so a steady run allocates nothing.
     std::vector<float> greyS;
     std::vector<float> greyDistance;
     std::vector<float> greyWeight;
     std::vector<float> votes;
+    std::vector<float> prefix;
     std::vector<float> posterior;
 };
 

@@ -32,38 +32,14 @@ CtCurve BuildCurve(const std::vector<Tuning::CurvePoint>& points) {
         curve.nodes.push_back(node);
     }
     curve.length = s;
-    return curve;
-}
-
-CurvePosition Project(const CtCurve& curve, float u, float v) {
-    CurvePosition best{0.0f, 0.0f};
-    float bestSquared = INFINITY;
     for (size_t k = 0; k + 1 < curve.nodes.size(); ++k) {
         const CurveNode& a = curve.nodes[k];
         const CurveNode& b = curve.nodes[k + 1];
-        const float du = b.u - a.u;
-        const float dv = b.v - a.v;
         const float length = b.s - a.s;
-        if (length < kDegenerateLength) continue;
-        const float t =
-            std::clamp(((u - a.u) * du + (v - a.v) * dv) / (length * length), 0.0f, 1.0f);
-        const float eu = u - (a.u + t * du);
-        const float ev = v - (a.v + t * dv);
-        const float squared = eu * eu + ev * ev;
-        if (squared < bestSquared) {
-            bestSquared = squared;
-            // Sign from the segment's normal (-dv, du); its magnitude is the
-            // true distance, also past the curve's ends.
-            const float side = (-dv * eu + du * ev) >= 0.0f ? 1.0f : -1.0f;
-            best = {a.s + t * length, side * std::sqrt(squared)};
-        }
+        const float inverse = length < kDegenerateLength ? 0.0f : 1.0f / (length * length);
+        curve.segments.push_back({a.u, a.v, b.u - a.u, b.v - a.v, inverse, a.s, length});
     }
-    if (bestSquared == INFINITY) {
-        // Every node in one place: distance to that point.
-        const CurveNode& a = curve.nodes.front();
-        best = {0.0f, std::hypot(u - a.u, v - a.v)};
-    }
-    return best;
+    return curve;
 }
 
 CurvePoint2 PointAt(const CtCurve& curve, float s) {

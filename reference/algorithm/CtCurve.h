@@ -4,6 +4,7 @@
 #ifndef VIREO_REFERENCE_CT_CURVE_H
 #define VIREO_REFERENCE_CT_CURVE_H
 
+#include <cmath>
 #include <vector>
 
 #include "TuningParams.h"
@@ -18,8 +19,20 @@ struct CurveNode {
     float s;      // arc length from the first node
 };
 
+// A segment between two nodes, with what projecting onto it needs.
+struct CurveSegment {
+    float u;
+    float v;
+    float du;
+    float dv;
+    float inverseLengthSquared;  // 0 for a segment of no length
+    float s;                     // arc length at its start
+    float length;
+};
+
 struct CtCurve {
     std::vector<CurveNode> nodes;  // at least two
+    std::vector<CurveSegment> segments;
     float length = 0.0f;
 };
 
@@ -40,7 +53,29 @@ struct CurvePoint2 {
 };
 
 CtCurve BuildCurve(const std::vector<Tuning::CurvePoint>& points);
-CurvePosition Project(const CtCurve& curve, float u, float v);
+
+// Inline: it runs for every region of every sample.
+inline CurvePosition Project(const CtCurve& curve, float u, float v) {
+    float bestSquared = INFINITY;
+    float bestS = 0.0f;
+    float bestSide = 0.0f;
+    for (const CurveSegment& g : curve.segments) {
+        float t = ((u - g.u) * g.du + (v - g.v) * g.dv) * g.inverseLengthSquared;
+        t = t < 0.0f ? 0.0f : (t > 1.0f ? 1.0f : t);
+        const float eu = u - (g.u + t * g.du);
+        const float ev = v - (g.v + t * g.dv);
+        const float squared = eu * eu + ev * ev;
+        if (squared < bestSquared) {
+            bestSquared = squared;
+            bestS = g.s + t * g.length;
+            // The side from the segment's normal (-dv, du).
+            bestSide = -g.dv * eu + g.du * ev;
+        }
+    }
+    const float distance = std::sqrt(bestSquared);
+    return {bestS, bestSide >= 0.0f ? distance : -distance};
+}
+
 // s is clamped to [0, length].
 CurvePoint2 PointAt(const CtCurve& curve, float s);
 // Arc length of the point whose CT is ct (clamped to the curve's range).

@@ -23,7 +23,28 @@ struct RegionMeans {
 SelectionLimits MakeLimits(const VireoAwbFrame& frame, const Tuning::TuningParams& params);
 
 // False for an empty, saturated or too dark region; never divides by zero.
-bool SelectRegion(const VireoAwbRegion& region, const SelectionLimits& limits, RegionMeans* means);
+// Inline: it runs for every region of every sample.
+inline bool SelectRegion(const VireoAwbRegion& region, const SelectionLimits& limits,
+                         RegionMeans* means) {
+    if (region.rCount == 0 || region.bCount == 0) return false;
+    const bool hasGr = region.grCount != 0;
+    const bool hasGb = region.gbCount != 0;
+    if (!hasGr && !hasGb) return false;
+    const float r = static_cast<float>(region.rSum) / region.rCount;
+    const float b = static_cast<float>(region.bSum) / region.bCount;
+    const float gr = hasGr ? static_cast<float>(region.grSum) / region.grCount : 0.0f;
+    const float gb = hasGb ? static_cast<float>(region.gbSum) / region.gbCount : 0.0f;
+    if (r >= limits.saturation[0] || gr >= limits.saturation[1] || gb >= limits.saturation[2] ||
+        b >= limits.saturation[3]) {
+        return false;
+    }
+    const float g = hasGr && hasGb ? 0.5f * (gr + gb) : (hasGr ? gr : gb);
+    // Ratios and logarithms follow: every mean must be positive, whatever
+    // the dark level is tuned to.
+    if (!(g >= limits.darkGreen) || !(g > 0.0f) || !(r > 0.0f) || !(b > 0.0f)) return false;
+    *means = {r, g, b};
+    return true;
+}
 
 // The module's R/G and B/G relative to the golden module: the first two
 // calibration factors, each replaced by 1 when not finite or outside
