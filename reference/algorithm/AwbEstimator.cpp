@@ -157,17 +157,6 @@ void InitEstimator(const Tuning::TuningParams& params, Estimator* e) {
     const float sigmaBox = std::sqrt(0.25f * static_cast<float>(width * width - 1));
     e->boxScale = width > 1 ? sigmaBox * 2.50662827f : 1.0f;  // sqrt(2 pi)
     e->negExp.Build(32.0f);
-    float uMin = INFINITY, uMax = -INFINITY, vMin = INFINITY, vMax = -INFINITY;
-    for (const CurveNode& node : e->curve.nodes) {
-        uMin = std::min(uMin, node.u);
-        uMax = std::max(uMax, node.u);
-        vMin = std::min(vMin, node.v);
-        vMax = std::max(vMax, node.v);
-    }
-    e->uMin = uMin - params.greyZoneWidth;
-    e->uMax = uMax + params.greyZoneWidth;
-    e->vMin = vMin - params.greyZoneWidth;
-    e->vMax = vMax + params.greyZoneWidth;
     e->margin = 3 * (width / 2) + 1;
     e->votes.assign(kSearchBins + 2 * e->margin, 0.0f);
     e->prefix.assign(e->votes.size() + 1, 0.0f);
@@ -193,6 +182,16 @@ int Estimate(Estimator* e, const VireoAwbFrame& frame, VireoAwbResult* result) {
     e->greyS.clear();
     e->greyDistance.clear();
     e->greyWeight.clear();
+
+    // Pass 1: selection and means, compacted, with the grey-world sums.
+    // Room for the vector passes, which work four regions at a time.
+    const size_t room = (static_cast<size_t>(count) + 3) / 4 * 4;
+    if (e->meanR.size() < room) {
+        for (std::vector<float>* scratch :
+             {&e->meanR, &e->meanG, &e->meanB, &e->u, &e->v, &e->along, &e->squared, &e->side}) {
+            scratch->resize(room);
+        }
+    }
     double sumR = 0.0;
     double sumG = 0.0;
     double sumB = 0.0;
@@ -200,20 +199,40 @@ int Estimate(Estimator* e, const VireoAwbFrame& frame, VireoAwbResult* result) {
     for (int32_t i = 0; i < count; ++i) {
         RegionMeans means;
         if (!SelectRegion(frame.regions[i], limits, &means)) continue;
+        e->meanR[valid] = means.r;
+        e->meanG[valid] = means.g;
+        e->meanB[valid] = means.b;
         ++valid;
         sumR += means.r;
         sumG += means.g;
         sumB += means.b;
-        if (p.mode != Tuning::AwbMode::Bayes) continue;
-        const float inverseG = 1.0f / means.g;
-        const float u = FastLn(std::clamp(means.r * inverseG, 1e-6f, 1e6f)) - lnRFactor;
-        const float v = FastLn(std::clamp(means.b * inverseG, 1e-6f, 1e6f)) - lnBFactor;
-        if (u < e->uMin || u > e->uMax || v < e->vMin || v > e->vMax) continue;
-        const CurvePosition position = Project(e->curve, u, v);
-        if (std::fabs(position.distance) > p.greyZoneWidth) continue;
-        e->greyS.push_back(position.s);
-        e->greyDistance.push_back(position.distance);
-        e->greyWeight.push_back(e->negExp(position.distance * position.distance * inv2Sigma2));
+    }
+    if (p.mode == Tuning::AwbMode::Bayes && valid > 0) {
+        // Pass 2: log chromaticities, a straight loop the compiler turns
+        // into vector code; pass 3: their place relative to the curve.
+        float* u = e->u.data();
+        float* v = e->v.data();
+        const float* r = e->meanR.data();
+        const float* g = e->meanG.data();
+        const float* b = e->meanB.data();
+        for (uint32_t i = 0; i < valid; ++i) {
+            const float inverseG = 1.0f / g[i];
+            u[i] = FastLn(r[i] * inverseG) - lnRFactor;
+            v[i] = FastLn(b[i] * inverseG) - lnBFactor;
+        }
+        const uint32_t padded = (valid + 3) / 4 * 4;
+        for (uint32_t i = valid; i < padded; ++i) u[i] = v[i] = 0.0f;
+        ProjectAll(e->curve, u, v, padded, e->along.data(), e->squared.data(), e->side.data());
+        // Pass 4: the regions in the grey zone vote.
+        const float widthSquared = p.greyZoneWidth * p.greyZoneWidth;
+        for (uint32_t i = 0; i < valid; ++i) {
+            const float squared = e->squared[i];
+            if (!(squared <= widthSquared)) continue;
+            const float distance = std::sqrt(squared);
+            e->greyS.push_back(e->along[i]);
+            e->greyDistance.push_back(e->side[i] >= 0.0f ? distance : -distance);
+            e->greyWeight.push_back(e->negExp(squared * inv2Sigma2));
+        }
     }
     result->validRegionCount = valid;
     result->greyRegionCount = static_cast<uint32_t>(e->greyS.size());

@@ -31,12 +31,18 @@ struct Estimator {
     float boxScale = 1.0f;
     int margin = 0;  // empty bins on each side of the vote array
     NegExpTable negExp;
-    // Chromaticities outside this box are too far from the curve to vote.
-    float uMin = 0.0f;
-    float uMax = 0.0f;
-    float vMin = 0.0f;
-    float vMax = 0.0f;
     // Scratch reused from sample to sample, so a steady run allocates nothing.
+    // Per selected region: means, log chromaticity, place along the curve,
+    // squared distance from it and the side it lies on.
+    std::vector<float> meanR;
+    std::vector<float> meanG;
+    std::vector<float> meanB;
+    std::vector<float> u;
+    std::vector<float> v;
+    std::vector<float> along;
+    std::vector<float> squared;
+    std::vector<float> side;
+    // Per region in the grey zone.
     std::vector<float> greyS;
     std::vector<float> greyDistance;
     std::vector<float> greyWeight;

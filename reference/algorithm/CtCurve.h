@@ -4,7 +4,10 @@
 #ifndef VIREO_REFERENCE_CT_CURVE_H
 #define VIREO_REFERENCE_CT_CURVE_H
 
+#include <algorithm>
 #include <cmath>
+#include <cstdint>
+#include <cstring>
 #include <vector>
 
 #include "TuningParams.h"
@@ -74,6 +77,41 @@ inline CurvePosition Project(const CtCurve& curve, float u, float v) {
     }
     const float distance = std::sqrt(bestSquared);
     return {bestS, bestSide >= 0.0f ? distance : -distance};
+}
+
+// Project for n points at once, into arrays: arc length, squared distance,
+// and a value whose sign is the side. Four points at a time in vector
+// registers (GCC/Clang vector extensions, so SSE and NEON alike); the arrays
+// must have room for n rounded up to a multiple of four.
+inline void ProjectAll(const CtCurve& curve, const float* u, const float* v, uint32_t n,
+                       float* along, float* squared, float* side) {
+    typedef float Float4 __attribute__((vector_size(16)));
+    const Float4 zero = {0.0f, 0.0f, 0.0f, 0.0f};
+    const Float4 one = {1.0f, 1.0f, 1.0f, 1.0f};
+    for (uint32_t i = 0; i < n; i += 4) {
+        Float4 pu;
+        Float4 pv;
+        std::memcpy(&pu, u + i, sizeof pu);
+        std::memcpy(&pv, v + i, sizeof pv);
+        Float4 best = {INFINITY, INFINITY, INFINITY, INFINITY};
+        Float4 bestAlong = zero;
+        Float4 bestSide = zero;
+        for (const CurveSegment& g : curve.segments) {
+            Float4 t = ((pu - g.u) * g.du + (pv - g.v) * g.dv) * g.inverseLengthSquared;
+            t = t < zero ? zero : t;
+            t = t > one ? one : t;
+            const Float4 eu = pu - (g.u + t * g.du);
+            const Float4 ev = pv - (g.v + t * g.dv);
+            const Float4 candidate = eu * eu + ev * ev;
+            const auto closer = candidate < best;
+            bestAlong = closer ? g.s + t * g.length : bestAlong;
+            bestSide = closer ? eu * -g.dv + ev * g.du : bestSide;
+            best = closer ? candidate : best;
+        }
+        std::memcpy(along + i, &bestAlong, sizeof bestAlong);
+        std::memcpy(squared + i, &best, sizeof best);
+        std::memcpy(side + i, &bestSide, sizeof bestSide);
+    }
 }
 
 // s is clamped to [0, length].

@@ -12,7 +12,8 @@
 namespace Vireo {
 namespace Awb {
 
-// Natural logarithm of a positive, normal float: x = m * 2^e with m in
+// Natural logarithm of a positive, normal float (anything else gives a
+// finite but meaningless number): x = m * 2^e with m in
 // [sqrt(1/2), sqrt(2)), ln m from the atanh series in t = (m-1)/(m+1),
 // |t| <= 0.172, truncated after t^7 (error below 3e-8).
 inline float FastLn(float x) {
@@ -22,10 +23,11 @@ inline float FastLn(float x) {
     bits = (bits & 0x007FFFFFu) | 0x3F800000u;
     float m;
     std::memcpy(&m, &bits, sizeof m);
-    if (m > 1.41421356f) {
-        m *= 0.5f;
-        exponent += 1;
-    }
+    // Selects rather than a branch, so loops over arrays vectorise.
+    const bool high = m > 1.41421356f;
+    const float half = 0.5f * m;
+    m = high ? half : m;
+    exponent += high ? 1 : 0;
     const float t = (m - 1.0f) / (m + 1.0f);
     const float t2 = t * t;
     const float series = 1.0f + t2 * (1.0f / 3 + t2 * (1.0f / 5 + t2 * (1.0f / 7)));
