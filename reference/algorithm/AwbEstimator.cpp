@@ -58,18 +58,17 @@ void SetWhiteNearCurve(const Estimator& e, float s, float offset, float rFactor,
              rFactor, bFactor, result);
 }
 
-// Spreads a vote over the two nearest search bins, so the position keeps
-// its sub-bin part.
-void AddVote(std::vector<float>* votes, float position, float weight) {
-    const int last = static_cast<int>(votes->size()) - 1;
+// Spreads a vote over the two nearest bins, so the position keeps its
+// sub-bin part; position is in bins and clamped to the array.
+void AddVote(float* bins, int last, float position, float weight) {
     const float clamped = std::clamp(position, 0.0f, static_cast<float>(last));
-    const int low = std::min(static_cast<int>(clamped), last);
+    const int low = std::min(static_cast<int>(clamped), last - 1);
     const float high = clamped - static_cast<float>(low);
-    (*votes)[low] += weight * (1.0f - high);
-    if (low < last) (*votes)[low + 1] += weight * high;
+    bins[low] += weight * (1.0f - high);
+    bins[low + 1] += weight * high;
 }
 
-// One moving average of odd width over the bins. The vote array carries
+// One moving average of odd width over the bins. The vote arrays carry
 // empty margins wider than three passes reach, so no window is ever cut
 // short and a peak at the curve's end stays there.
 void BoxFilter(int width, std::vector<float>* values, std::vector<float>* prefix) {
@@ -86,24 +85,93 @@ void BoxFilter(int width, std::vector<float>* values, std::vector<float>* prefix
     }
 }
 
-void BayesSearch(Estimator* e, float outdoor, uint32_t validCount, float rFactor, float bFactor,
+// Pass 1: selection and means of the regions, compacted into the scratch
+// arrays; returns how many were selected and adds their means to the sums.
+uint32_t SelectAll(Estimator* e, const VireoAwbFrame& frame, int32_t count, double sums[3]) {
+    const SelectionLimits limits = MakeLimits(frame, e->params);
+    float* r = e->meanR.data();
+    float* g = e->meanG.data();
+    float* b = e->meanB.data();
+    CountReciprocals reciprocals;
+    uint32_t valid = 0;
+    for (int32_t i = 0; i < count; ++i) {
+        RegionMeans means;
+        if (!SelectRegion(frame.regions[i], limits, &reciprocals, &means)) continue;
+        r[valid] = means.r;
+        g[valid] = means.g;
+        b[valid] = means.b;
+        sums[0] += means.r;
+        sums[1] += means.g;
+        sums[2] += means.b;
+        ++valid;
+    }
+    return valid;
+}
+
+// Passes 2 to 4 over the selected regions: log chromaticity, place relative
+// to the curve, vote weight (0 outside the grey zone). Straight loops over
+// arrays, so they run several regions per instruction. Returns how many
+// regions are in the grey zone.
+uint32_t WeighAll(Estimator* e, uint32_t valid, float lnRFactor, float lnBFactor) {
+    const Tuning::TuningParams& p = e->params;
+    float* u = e->u.data();
+    float* v = e->v.data();
+    const float* r = e->meanR.data();
+    const float* g = e->meanG.data();
+    const float* b = e->meanB.data();
+    const uint32_t padded = (valid + 3) / 4 * 4;
+    for (uint32_t i = 0; i < valid; ++i) {
+        const float inverseG = 1.0f / g[i];
+        u[i] = FastLn(r[i] * inverseG) - lnRFactor;
+        v[i] = FastLn(b[i] * inverseG) - lnBFactor;
+    }
+    for (uint32_t i = valid; i < padded; ++i) u[i] = v[i] = 0.0f;
+    float* squared = e->squared.data();
+    float* side = e->side.data();
+    ProjectAll(e->curve, u, v, padded, e->along.data(), squared, side);
+    const float widthSquared = p.greyZoneWidth * p.greyZoneWidth;
+    const float inv2Sigma2 = 0.5f / (p.likelihoodSigma * p.likelihoodSigma);
+    float* weight = e->weight.data();
+    uint32_t grey = 0;
+    for (uint32_t i = 0; i < valid; ++i) {
+        const bool inside = squared[i] <= widthSquared;
+        const float w = FastNegExp(squared[i] * inv2Sigma2);
+        weight[i] = inside ? w : 0.0f;
+        // From here on the side holds the signed distance itself.
+        const float distance = std::sqrt(squared[i]);
+        side[i] = side[i] >= 0.0f ? distance : -distance;
+        grey += inside ? 1u : 0u;
+    }
+    return grey;
+}
+
+void BayesSearch(Estimator* e, float outdoor, uint32_t valid, float rFactor, float bFactor,
                  VireoAwbResult* result) {
     const Tuning::TuningParams& p = e->params;
     std::fill(e->votes.begin(), e->votes.end(), 0.0f);
+    std::fill(e->offsetVotes.begin(), e->offsetVotes.end(), 0.0f);
     const float invBin = e->binWidth > 0.0f ? 1.0f / e->binWidth : 0.0f;
-    for (size_t i = 0; i < e->greyS.size(); ++i) {
-        AddVote(&e->votes, static_cast<float>(e->margin) + e->greyS[i] * invBin, e->greyWeight[i]);
+    const int last = static_cast<int>(e->votes.size()) - 1;
+    const float margin = static_cast<float>(e->margin);
+    for (uint32_t i = 0; i < valid; ++i) {
+        const float w = e->weight[i];
+        if (w == 0.0f) continue;
+        const float position = margin + e->along[i] * invBin;
+        AddVote(e->votes.data(), last, position, w);
+        AddVote(e->offsetVotes.data(), last, position, w * e->side[i]);
     }
-    for (int pass = 0; pass < 3; ++pass) BoxFilter(e->boxWidth, &e->votes, &e->prefix);
+    for (int pass = 0; pass < 3; ++pass) {
+        BoxFilter(e->boxWidth, &e->votes, &e->prefix);
+        BoxFilter(e->boxWidth, &e->offsetVotes, &e->prefix);
+    }
     const float floor = p.likelihoodFloor;
-    const float scale = e->boxScale / static_cast<float>(validCount);
+    const float scale = e->boxScale / static_cast<float>(valid);
     int best = 0;
     for (int j = 0; j < kSearchBins; ++j) {
         const float lnPrior =
             outdoor * e->lnPriorOutdoor[j] + (1.0f - outdoor) * e->lnPriorIndoor[j];
-        e->posterior[j] =
-            p.likelihoodStrength * FastLn(std::max(e->votes[e->margin + j], 0.0f) * scale + floor) +
-            lnPrior;
+        const float likelihood = std::max(e->votes[e->margin + j], 0.0f) * scale;
+        e->posterior[j] = p.likelihoodStrength * FastLn(likelihood + floor) + lnPrior;
         if (e->posterior[j] > e->posterior[best]) best = j;
     }
     // A parabola through the peak and its neighbours places it between bins.
@@ -115,24 +183,15 @@ void BayesSearch(Estimator* e, float outdoor, uint32_t validCount, float rFactor
         const float curvature = y0 - 2.0f * y1 + y2;
         if (curvature < 0.0f) peak += std::clamp(0.5f * (y0 - y2) / curvature, -0.5f, 0.5f);
     }
-    const float s = peak * e->binWidth;
     result->posteriorPeak = e->posterior[best];
 
-    // Across the curve: the weighted mean distance of the regions that voted
-    // for this position (fluorescent and LED light sit off the locus).
-    const float inv2Sigma2 = 0.5f / (p.likelihoodSigma * p.likelihoodSigma);
-    double weightSum = 0.0;
-    double offsetSum = 0.0;
-    const float window = 3.0f * p.likelihoodSigma;
-    for (size_t i = 0; i < e->greyS.size(); ++i) {
-        const float along = e->greyS[i] - s;
-        if (std::fabs(along) > window) continue;
-        const float w = e->greyWeight[i] * e->negExp(along * along * inv2Sigma2);
-        weightSum += w;
-        offsetSum += static_cast<double>(w) * e->greyDistance[i];
-    }
-    const float offset = weightSum > 1e-12 ? static_cast<float>(offsetSum / weightSum) : 0.0f;
-    SetWhiteNearCurve(*e, s, offset, rFactor, bFactor, result);
+    // Across the curve: the weighted mean signed distance of the regions
+    // that voted near the peak, smoothed like the votes (fluorescent and LED
+    // light sit off the locus).
+    const int bin = e->margin + static_cast<int>(std::lround(peak));
+    const float weightNear = e->votes[bin];
+    const float offset = weightNear > 1e-12f ? e->offsetVotes[bin] / weightNear : 0.0f;
+    SetWhiteNearCurve(*e, peak * e->binWidth, offset, rFactor, bFactor, result);
 }
 
 }  // namespace
@@ -156,9 +215,9 @@ void InitEstimator(const Tuning::TuningParams& params, Estimator* e) {
     e->boxWidth = width;
     const float sigmaBox = std::sqrt(0.25f * static_cast<float>(width * width - 1));
     e->boxScale = width > 1 ? sigmaBox * 2.50662827f : 1.0f;  // sqrt(2 pi)
-    e->negExp.Build(32.0f);
     e->margin = 3 * (width / 2) + 1;
     e->votes.assign(kSearchBins + 2 * e->margin, 0.0f);
+    e->offsetVotes.assign(e->votes.size(), 0.0f);
     e->prefix.assign(e->votes.size() + 1, 0.0f);
     e->posterior.assign(kSearchBins, 0.0f);
 }
@@ -174,76 +233,27 @@ int Estimate(Estimator* e, const VireoAwbFrame& frame, VireoAwbResult* result) {
     result->outdoorWeight = OutdoorWeight(p, frame.luxIndex);
     const bool usable = frame.regions != nullptr || frame.regionCount <= 0;
     const int32_t count = usable ? std::max<int32_t>(frame.regionCount, 0) : 0;
-
-    const SelectionLimits limits = MakeLimits(frame, p);
     const float lnRFactor = std::log(rFactor);
     const float lnBFactor = std::log(bFactor);
-    const float inv2Sigma2 = 0.5f / (p.likelihoodSigma * p.likelihoodSigma);
-    e->greyS.clear();
-    e->greyDistance.clear();
-    e->greyWeight.clear();
 
-    // Pass 1: selection and means, compacted, with the grey-world sums.
     // Room for the vector passes, which work four regions at a time.
     const size_t room = (static_cast<size_t>(count) + 3) / 4 * 4;
     if (e->meanR.size() < room) {
-        for (std::vector<float>* scratch :
-             {&e->meanR, &e->meanG, &e->meanB, &e->u, &e->v, &e->along, &e->squared, &e->side}) {
+        for (std::vector<float>* scratch : {&e->meanR, &e->meanG, &e->meanB, &e->u, &e->v,
+                                            &e->along, &e->squared, &e->side, &e->weight}) {
             scratch->resize(room);
         }
     }
-    double sumR = 0.0;
-    double sumG = 0.0;
-    double sumB = 0.0;
-    uint32_t valid = 0;
-    for (int32_t i = 0; i < count; ++i) {
-        RegionMeans means;
-        if (!SelectRegion(frame.regions[i], limits, &means)) continue;
-        e->meanR[valid] = means.r;
-        e->meanG[valid] = means.g;
-        e->meanB[valid] = means.b;
-        ++valid;
-        sumR += means.r;
-        sumG += means.g;
-        sumB += means.b;
-    }
-    if (p.mode == Tuning::AwbMode::Bayes && valid > 0) {
-        // Pass 2: log chromaticities, a straight loop the compiler turns
-        // into vector code; pass 3: their place relative to the curve.
-        float* u = e->u.data();
-        float* v = e->v.data();
-        const float* r = e->meanR.data();
-        const float* g = e->meanG.data();
-        const float* b = e->meanB.data();
-        for (uint32_t i = 0; i < valid; ++i) {
-            const float inverseG = 1.0f / g[i];
-            u[i] = FastLn(r[i] * inverseG) - lnRFactor;
-            v[i] = FastLn(b[i] * inverseG) - lnBFactor;
-        }
-        const uint32_t padded = (valid + 3) / 4 * 4;
-        for (uint32_t i = valid; i < padded; ++i) u[i] = v[i] = 0.0f;
-        ProjectAll(e->curve, u, v, padded, e->along.data(), e->squared.data(), e->side.data());
-        // Pass 4: the regions in the grey zone vote.
-        const float widthSquared = p.greyZoneWidth * p.greyZoneWidth;
-        for (uint32_t i = 0; i < valid; ++i) {
-            const float squared = e->squared[i];
-            if (!(squared <= widthSquared)) continue;
-            const float distance = std::sqrt(squared);
-            e->greyS.push_back(e->along[i]);
-            e->greyDistance.push_back(e->side[i] >= 0.0f ? distance : -distance);
-            e->greyWeight.push_back(e->negExp(squared * inv2Sigma2));
-        }
-    }
+    double sums[3] = {0.0, 0.0, 0.0};
+    const uint32_t valid = SelectAll(e, frame, count, sums);
     result->validRegionCount = valid;
-    result->greyRegionCount = static_cast<uint32_t>(e->greyS.size());
-
     if (valid == 0) {
         result->flags |= VIREO_AWB_FLAG_DEFAULT_ILLUMINANT;
         SetWhiteNearCurve(*e, PositionOfCt(e->curve, p.defaultCt), 0.0f, rFactor, bFactor, result);
         return usable ? 0 : -1;
     }
-    const float greyU = static_cast<float>(std::log(sumR / sumG)) - lnRFactor;
-    const float greyV = static_cast<float>(std::log(sumB / sumG)) - lnBFactor;
+    const float greyU = static_cast<float>(std::log(sums[0] / sums[1])) - lnRFactor;
+    const float greyV = static_cast<float>(std::log(sums[2] / sums[1])) - lnBFactor;
     if (p.mode == Tuning::AwbMode::GreyWorld) {
         result->flags |= VIREO_AWB_FLAG_GREY_WORLD_MODE;
         // Gains straight from the average; the CCT from its nearest curve point.
@@ -252,7 +262,8 @@ int Estimate(Estimator* e, const VireoAwbFrame& frame, VireoAwbResult* result) {
         SetWhite(greyU, greyV, PointAt(e->curve, position.s).mired, rFactor, bFactor, result);
         return 0;
     }
-    if (e->greyS.empty()) {
+    result->greyRegionCount = WeighAll(e, valid, lnRFactor, lnBFactor);
+    if (result->greyRegionCount == 0) {
         result->flags |= VIREO_AWB_FLAG_NO_GREY_REGION;
         const CurvePosition position = Project(e->curve, greyU, greyV);
         SetWhiteNearCurve(*e, position.s, position.distance, rFactor, bFactor, result);

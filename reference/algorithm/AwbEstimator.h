@@ -30,10 +30,10 @@ struct Estimator {
     int boxWidth = 1;
     float boxScale = 1.0f;
     int margin = 0;  // empty bins on each side of the vote array
-    NegExpTable negExp;
     // Scratch reused from sample to sample, so a steady run allocates nothing.
     // Per selected region: means, log chromaticity, place along the curve,
-    // squared distance from it and the side it lies on.
+    // squared distance from it, the side it lies on, and its vote (0 outside
+    // the grey zone).
     std::vector<float> meanR;
     std::vector<float> meanG;
     std::vector<float> meanB;
@@ -42,11 +42,11 @@ struct Estimator {
     std::vector<float> along;
     std::vector<float> squared;
     std::vector<float> side;
-    // Per region in the grey zone.
-    std::vector<float> greyS;
-    std::vector<float> greyDistance;
-    std::vector<float> greyWeight;
+    std::vector<float> weight;
+    // Per search bin (with margins): the votes, and the votes times their
+    // signed distance from the curve.
     std::vector<float> votes;
+    std::vector<float> offsetVotes;
     std::vector<float> prefix;
     std::vector<float> posterior;
 };

@@ -22,18 +22,37 @@ struct RegionMeans {
 
 SelectionLimits MakeLimits(const VireoAwbFrame& frame, const Tuning::TuningParams& params);
 
+// 1/count per channel, remembered: a grid's regions nearly always share
+// their pixel counts, so this saves a division per channel and region.
+class CountReciprocals {
+public:
+    float Of(int channel, uint16_t count) {
+        if (count != counts_[channel]) {
+            counts_[channel] = count;
+            inverses_[channel] = 1.0f / static_cast<float>(count);
+        }
+        return inverses_[channel];
+    }
+
+private:
+    uint16_t counts_[4] = {0, 0, 0, 0};
+    float inverses_[4] = {0.0f, 0.0f, 0.0f, 0.0f};
+};
+
 // False for an empty, saturated or too dark region; never divides by zero.
 // Inline: it runs for every region of every sample.
 inline bool SelectRegion(const VireoAwbRegion& region, const SelectionLimits& limits,
-                         RegionMeans* means) {
+                         CountReciprocals* reciprocals, RegionMeans* means) {
     if (region.rCount == 0 || region.bCount == 0) return false;
     const bool hasGr = region.grCount != 0;
     const bool hasGb = region.gbCount != 0;
     if (!hasGr && !hasGb) return false;
-    const float r = static_cast<float>(region.rSum) / region.rCount;
-    const float b = static_cast<float>(region.bSum) / region.bCount;
-    const float gr = hasGr ? static_cast<float>(region.grSum) / region.grCount : 0.0f;
-    const float gb = hasGb ? static_cast<float>(region.gbSum) / region.gbCount : 0.0f;
+    const float r = static_cast<float>(region.rSum) * reciprocals->Of(0, region.rCount);
+    const float b = static_cast<float>(region.bSum) * reciprocals->Of(3, region.bCount);
+    const float gr =
+        hasGr ? static_cast<float>(region.grSum) * reciprocals->Of(1, region.grCount) : 0.0f;
+    const float gb =
+        hasGb ? static_cast<float>(region.gbSum) * reciprocals->Of(2, region.gbCount) : 0.0f;
     if (r >= limits.saturation[0] || gr >= limits.saturation[1] || gb >= limits.saturation[2] ||
         b >= limits.saturation[3]) {
         return false;
