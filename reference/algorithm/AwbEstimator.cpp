@@ -60,34 +60,56 @@ void SetWhiteNearCurve(const Estimator& e, float s, float offset, float rFactor,
 
 // Spreads a vote over the two nearest bins, so the position keeps its
 // sub-bin part; position is in bins and clamped to the array.
-void AddVote(float* bins, int last, float position, float weight) {
+inline void AddVote(VoteLanes* bins, int last, int lane, float position, float weight,
+                    float offset) {
     const float clamped = std::clamp(position, 0.0f, static_cast<float>(last));
     const int low = std::min(static_cast<int>(clamped), last - 1);
     const float high = clamped - static_cast<float>(low);
-    bins[low] += weight * (1.0f - high);
-    bins[low + 1] += weight * high;
+    bins[low].weight[lane] += weight * (1.0f - high);
+    bins[low].offset[lane] += offset * (1.0f - high);
+    bins[low + 1].weight[lane] += weight * high;
+    bins[low + 1].offset[lane] += offset * high;
 }
 
-// One moving average of odd width over the bins. The vote arrays carry
-// empty margins wider than three passes reach, so no window is ever cut
-// short and a peak at the curve's end stays there.
-void BoxFilter(int width, std::vector<float>* values, std::vector<float>* prefix) {
-    const int n = static_cast<int>(values->size());
-    prefix->resize(n + 1);
-    (*prefix)[0] = 0.0f;
-    for (int i = 0; i < n; ++i) (*prefix)[i + 1] = (*prefix)[i] + (*values)[i];
+// One moving average of odd width over two arrays at once, through running
+// sums (two independent chains of additions run side by side). The vote
+// arrays carry empty margins wider than three passes reach, so no window is
+// ever cut short and a peak at the curve's end stays there.
+void BoxFilter(int width, std::vector<float>* a, std::vector<float>* b,
+               std::vector<float>* scratchA, std::vector<float>* scratchB) {
+    const int n = static_cast<int>(a->size());
     const int half = width / 2;
     const float inverse = 1.0f / static_cast<float>(width);
-    for (int j = 0; j < n; ++j) {
-        const int from = std::max(0, j - half);
-        const int to = std::min(n, j + half + 1);
-        (*values)[j] = ((*prefix)[to] - (*prefix)[from]) * inverse;
+    const float* inA = a->data();
+    const float* inB = b->data();
+    float* outA = scratchA->data();
+    float* outB = scratchB->data();
+    float sumA = 0.0f;
+    float sumB = 0.0f;
+    for (int i = 0; i < std::min(half, n); ++i) {
+        sumA += inA[i];
+        sumB += inB[i];
     }
+    for (int j = 0; j < n; ++j) {
+        if (j + half < n) {
+            sumA += inA[j + half];
+            sumB += inB[j + half];
+        }
+        if (j - half - 1 >= 0) {
+            sumA -= inA[j - half - 1];
+            sumB -= inB[j - half - 1];
+        }
+        outA[j] = sumA * inverse;
+        outB[j] = sumB * inverse;
+    }
+    a->swap(*scratchA);
+    b->swap(*scratchB);
 }
 
 // Pass 1: selection and means of the regions, compacted into the scratch
-// arrays; returns how many were selected and adds their means to the sums.
-uint32_t SelectAll(Estimator* e, const VireoAwbFrame& frame, int32_t count, double sums[3]) {
+// arrays without branches (every region is written, only the usable ones
+// advance the end); returns how many were selected.
+uint32_t SelectAll(Estimator* e, const VireoAwbFrame& frame, int32_t count) {
     const SelectionLimits limits = MakeLimits(frame, e->params);
     float* r = e->meanR.data();
     float* g = e->meanG.data();
@@ -96,16 +118,29 @@ uint32_t SelectAll(Estimator* e, const VireoAwbFrame& frame, int32_t count, doub
     uint32_t valid = 0;
     for (int32_t i = 0; i < count; ++i) {
         RegionMeans means;
-        if (!SelectRegion(frame.regions[i], limits, &reciprocals, &means)) continue;
+        const bool selected = SelectRegion(frame.regions[i], limits, &reciprocals, &means);
         r[valid] = means.r;
         g[valid] = means.g;
         b[valid] = means.b;
-        sums[0] += means.r;
-        sums[1] += means.g;
-        sums[2] += means.b;
-        ++valid;
+        valid += selected ? 1u : 0u;
     }
     return valid;
+}
+
+// The grey-world average of the selected regions, in the log-chromaticity
+// plane of the golden module.
+void GreyWorld(const Estimator& e, uint32_t valid, float lnRFactor, float lnBFactor, float* u,
+               float* v) {
+    double sumR = 0.0;
+    double sumG = 0.0;
+    double sumB = 0.0;
+    for (uint32_t i = 0; i < valid; ++i) {
+        sumR += e.meanR[i];
+        sumG += e.meanG[i];
+        sumB += e.meanB[i];
+    }
+    *u = static_cast<float>(std::log(sumR / sumG)) - lnRFactor;
+    *v = static_cast<float>(std::log(sumB / sumG)) - lnBFactor;
 }
 
 // Passes 2 to 4 over the selected regions: log chromaticity, place relative
@@ -148,30 +183,36 @@ uint32_t WeighAll(Estimator* e, uint32_t valid, float lnRFactor, float lnBFactor
 void BayesSearch(Estimator* e, float outdoor, uint32_t valid, float rFactor, float bFactor,
                  VireoAwbResult* result) {
     const Tuning::TuningParams& p = e->params;
-    std::fill(e->votes.begin(), e->votes.end(), 0.0f);
-    std::fill(e->offsetVotes.begin(), e->offsetVotes.end(), 0.0f);
+    std::fill(e->lanes.begin(), e->lanes.end(), VoteLanes{});
     const float invBin = e->binWidth > 0.0f ? 1.0f / e->binWidth : 0.0f;
-    const int last = static_cast<int>(e->votes.size()) - 1;
+    const int last = static_cast<int>(e->lanes.size()) - 1;
     const float margin = static_cast<float>(e->margin);
     for (uint32_t i = 0; i < valid; ++i) {
         const float w = e->weight[i];
         if (w == 0.0f) continue;
-        const float position = margin + e->along[i] * invBin;
-        AddVote(e->votes.data(), last, position, w);
-        AddVote(e->offsetVotes.data(), last, position, w * e->side[i]);
+        AddVote(e->lanes.data(), last, static_cast<int>(i & 3u), margin + e->along[i] * invBin, w,
+                w * e->side[i]);
+    }
+    for (size_t j = 0; j < e->lanes.size(); ++j) {
+        const VoteLanes& lanes = e->lanes[j];
+        e->votes[j] = (lanes.weight[0] + lanes.weight[1]) + (lanes.weight[2] + lanes.weight[3]);
+        e->offsetVotes[j] =
+            (lanes.offset[0] + lanes.offset[1]) + (lanes.offset[2] + lanes.offset[3]);
     }
     for (int pass = 0; pass < 3; ++pass) {
-        BoxFilter(e->boxWidth, &e->votes, &e->prefix);
-        BoxFilter(e->boxWidth, &e->offsetVotes, &e->prefix);
+        BoxFilter(e->boxWidth, &e->votes, &e->offsetVotes, &e->filterScratch, &e->filterScratch2);
     }
     const float floor = p.likelihoodFloor;
     const float scale = e->boxScale / static_cast<float>(valid);
-    int best = 0;
+    const float* votes = e->votes.data() + e->margin;
     for (int j = 0; j < kSearchBins; ++j) {
         const float lnPrior =
             outdoor * e->lnPriorOutdoor[j] + (1.0f - outdoor) * e->lnPriorIndoor[j];
-        const float likelihood = std::max(e->votes[e->margin + j], 0.0f) * scale;
+        const float likelihood = std::max(votes[j], 0.0f) * scale;
         e->posterior[j] = p.likelihoodStrength * FastLn(likelihood + floor) + lnPrior;
+    }
+    int best = 0;
+    for (int j = 1; j < kSearchBins; ++j) {
         if (e->posterior[j] > e->posterior[best]) best = j;
     }
     // A parabola through the peak and its neighbours places it between bins.
@@ -216,9 +257,11 @@ void InitEstimator(const Tuning::TuningParams& params, Estimator* e) {
     const float sigmaBox = std::sqrt(0.25f * static_cast<float>(width * width - 1));
     e->boxScale = width > 1 ? sigmaBox * 2.50662827f : 1.0f;  // sqrt(2 pi)
     e->margin = 3 * (width / 2) + 1;
-    e->votes.assign(kSearchBins + 2 * e->margin, 0.0f);
-    e->offsetVotes.assign(e->votes.size(), 0.0f);
-    e->prefix.assign(e->votes.size() + 1, 0.0f);
+    e->lanes.assign(kSearchBins + 2 * e->margin, VoteLanes{});
+    e->votes.assign(e->lanes.size(), 0.0f);
+    e->offsetVotes.assign(e->lanes.size(), 0.0f);
+    e->filterScratch.assign(e->lanes.size(), 0.0f);
+    e->filterScratch2.assign(e->lanes.size(), 0.0f);
     e->posterior.assign(kSearchBins, 0.0f);
 }
 
@@ -244,17 +287,17 @@ int Estimate(Estimator* e, const VireoAwbFrame& frame, VireoAwbResult* result) {
             scratch->resize(room);
         }
     }
-    double sums[3] = {0.0, 0.0, 0.0};
-    const uint32_t valid = SelectAll(e, frame, count, sums);
+    const uint32_t valid = SelectAll(e, frame, count);
     result->validRegionCount = valid;
     if (valid == 0) {
         result->flags |= VIREO_AWB_FLAG_DEFAULT_ILLUMINANT;
         SetWhiteNearCurve(*e, PositionOfCt(e->curve, p.defaultCt), 0.0f, rFactor, bFactor, result);
         return usable ? 0 : -1;
     }
-    const float greyU = static_cast<float>(std::log(sums[0] / sums[1])) - lnRFactor;
-    const float greyV = static_cast<float>(std::log(sums[2] / sums[1])) - lnBFactor;
+    float greyU;
+    float greyV;
     if (p.mode == Tuning::AwbMode::GreyWorld) {
+        GreyWorld(*e, valid, lnRFactor, lnBFactor, &greyU, &greyV);
         result->flags |= VIREO_AWB_FLAG_GREY_WORLD_MODE;
         // Gains straight from the average; the CCT from its nearest curve point.
         const CurvePosition position = Project(e->curve, greyU, greyV);
@@ -265,6 +308,7 @@ int Estimate(Estimator* e, const VireoAwbFrame& frame, VireoAwbResult* result) {
     result->greyRegionCount = WeighAll(e, valid, lnRFactor, lnBFactor);
     if (result->greyRegionCount == 0) {
         result->flags |= VIREO_AWB_FLAG_NO_GREY_REGION;
+        GreyWorld(*e, valid, lnRFactor, lnBFactor, &greyU, &greyV);
         const CurvePosition position = Project(e->curve, greyU, greyV);
         SetWhiteNearCurve(*e, position.s, position.distance, rFactor, bFactor, result);
         return 0;

@@ -14,9 +14,18 @@
 namespace Vireo {
 namespace Awb {
 
-// Positions searched along the curve; with typical curves about 0.003 log
-// units apart, well below the likelihood's width.
-inline constexpr int kSearchBins = 512;
+// Positions searched along the curve; with typical curves about 0.005 log
+// units apart, well below the likelihood's width (a parabola through the
+// peak's neighbours places it between them).
+inline constexpr int kSearchBins = 256;
+
+// Votes and votes times signed distance, per bin, in four lanes: region i
+// writes lane i % 4, so consecutive votes for the same bin do not wait for
+// each other's stores.
+struct VoteLanes {
+    float weight[4];
+    float offset[4];
+};
 
 struct Estimator {
     Tuning::TuningParams params;
@@ -47,7 +56,9 @@ struct Estimator {
     // signed distance from the curve.
     std::vector<float> votes;
     std::vector<float> offsetVotes;
-    std::vector<float> prefix;
+    std::vector<float> filterScratch;  // the box filter's second buffers
+    std::vector<float> filterScratch2;
+    std::vector<VoteLanes> lanes;
     std::vector<float> posterior;
 };
 

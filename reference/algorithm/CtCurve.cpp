@@ -37,7 +37,10 @@ CtCurve BuildCurve(const std::vector<Tuning::CurvePoint>& points) {
         const CurveNode& b = curve.nodes[k + 1];
         const float length = b.s - a.s;
         const float inverse = length < kDegenerateLength ? 0.0f : 1.0f / (length * length);
-        curve.segments.push_back({a.u, a.v, b.u - a.u, b.v - a.v, inverse, a.s, length});
+        const float unitU = length < kDegenerateLength ? 1.0f : (b.u - a.u) / length;
+        const float unitV = length < kDegenerateLength ? 0.0f : (b.v - a.v) / length;
+        curve.segments.push_back({a.u, a.v, b.u - a.u, b.v - a.v, inverse, a.s, length, unitU,
+                                  unitV, a.u * unitU + a.v * unitV, a.v * unitU - a.u * unitV});
     }
     return curve;
 }

@@ -31,6 +31,14 @@ struct CurveSegment {
     float inverseLengthSquared;  // 0 for a segment of no length
     float s;                     // arc length at its start
     float length;
+    // Unit direction ((1, 0) for a segment of no length, which then measures
+    // the distance to its single point), and where the start
+    // lies along it and across it: a point's coordinates in the segment's
+    // own frame are then two dot products.
+    float unitU;
+    float unitV;
+    float startAlong;
+    float startAcross;
 };
 
 struct CtCurve {
@@ -87,7 +95,6 @@ inline void ProjectAll(const CtCurve& curve, const float* u, const float* v, uin
                        float* along, float* squared, float* side) {
     typedef float Float4 __attribute__((vector_size(16)));
     const Float4 zero = {0.0f, 0.0f, 0.0f, 0.0f};
-    const Float4 one = {1.0f, 1.0f, 1.0f, 1.0f};
     for (uint32_t i = 0; i < n; i += 4) {
         Float4 pu;
         Float4 pv;
@@ -97,15 +104,17 @@ inline void ProjectAll(const CtCurve& curve, const float* u, const float* v, uin
         Float4 bestAlong = zero;
         Float4 bestSide = zero;
         for (const CurveSegment& g : curve.segments) {
-            Float4 t = ((pu - g.u) * g.du + (pv - g.v) * g.dv) * g.inverseLengthSquared;
-            t = t < zero ? zero : t;
-            t = t > one ? one : t;
-            const Float4 eu = pu - (g.u + t * g.du);
-            const Float4 ev = pv - (g.v + t * g.dv);
-            const Float4 candidate = eu * eu + ev * ev;
+            // In the segment's frame: x along it from its start, y across.
+            const Float4 x = pu * g.unitU + pv * g.unitV - g.startAlong;
+            const Float4 y = pv * g.unitU - pu * g.unitV - g.startAcross;
+            const Float4 length = zero + g.length;
+            Float4 onSegment = x < zero ? zero : x;
+            onSegment = onSegment > length ? length : onSegment;
+            const Float4 beyond = x - onSegment;
+            const Float4 candidate = beyond * beyond + y * y;
             const auto closer = candidate < best;
-            bestAlong = closer ? g.s + t * g.length : bestAlong;
-            bestSide = closer ? eu * -g.dv + ev * g.du : bestSide;
+            bestAlong = closer ? g.s + onSegment : bestAlong;
+            bestSide = closer ? y : bestSide;
             best = closer ? candidate : best;
         }
         std::memcpy(along + i, &bestAlong, sizeof bestAlong);

@@ -22,14 +22,15 @@ struct RegionMeans {
 
 SelectionLimits MakeLimits(const VireoAwbFrame& frame, const Tuning::TuningParams& params);
 
-// 1/count per channel, remembered: a grid's regions nearly always share
-// their pixel counts, so this saves a division per channel and region.
+// 1/count per channel (0 for no pixels), remembered: a grid's regions
+// nearly always share their pixel counts, so this saves a division per
+// channel and region.
 class CountReciprocals {
 public:
     float Of(int channel, uint16_t count) {
         if (count != counts_[channel]) {
             counts_[channel] = count;
-            inverses_[channel] = 1.0f / static_cast<float>(count);
+            inverses_[channel] = count != 0 ? 1.0f / static_cast<float>(count) : 0.0f;
         }
         return inverses_[channel];
     }
@@ -39,30 +40,28 @@ private:
     float inverses_[4] = {0.0f, 0.0f, 0.0f, 0.0f};
 };
 
-// False for an empty, saturated or too dark region; never divides by zero.
-// Inline: it runs for every region of every sample.
+// Means of a region, and whether it takes part: false for an empty,
+// saturated or too dark region. Never divides by zero. Inline and without
+// branches on the data: it runs for every region of every sample, and a
+// grid mixes usable and unusable regions unpredictably.
 inline bool SelectRegion(const VireoAwbRegion& region, const SelectionLimits& limits,
                          CountReciprocals* reciprocals, RegionMeans* means) {
-    if (region.rCount == 0 || region.bCount == 0) return false;
     const bool hasGr = region.grCount != 0;
     const bool hasGb = region.gbCount != 0;
-    if (!hasGr && !hasGb) return false;
     const float r = static_cast<float>(region.rSum) * reciprocals->Of(0, region.rCount);
+    const float gr = static_cast<float>(region.grSum) * reciprocals->Of(1, region.grCount);
+    const float gb = static_cast<float>(region.gbSum) * reciprocals->Of(2, region.gbCount);
     const float b = static_cast<float>(region.bSum) * reciprocals->Of(3, region.bCount);
-    const float gr =
-        hasGr ? static_cast<float>(region.grSum) * reciprocals->Of(1, region.grCount) : 0.0f;
-    const float gb =
-        hasGb ? static_cast<float>(region.gbSum) * reciprocals->Of(2, region.gbCount) : 0.0f;
-    if (r >= limits.saturation[0] || gr >= limits.saturation[1] || gb >= limits.saturation[2] ||
-        b >= limits.saturation[3]) {
-        return false;
-    }
-    const float g = hasGr && hasGb ? 0.5f * (gr + gb) : (hasGr ? gr : gb);
+    // A green channel without pixels reads 0 here, so the sum is the other.
+    const float g = hasGr & hasGb ? 0.5f * (gr + gb) : gr + gb;
+    const bool counted = (region.rCount != 0) & (region.bCount != 0) & (hasGr | hasGb);
+    const bool unsaturated = (r < limits.saturation[0]) & (gr < limits.saturation[1]) &
+                             (gb < limits.saturation[2]) & (b < limits.saturation[3]);
     // Ratios and logarithms follow: every mean must be positive, whatever
     // the dark level is tuned to.
-    if (!(g >= limits.darkGreen) || !(g > 0.0f) || !(r > 0.0f) || !(b > 0.0f)) return false;
+    const bool bright = (g >= limits.darkGreen) & (g > 0.0f) & (r > 0.0f) & (b > 0.0f);
     *means = {r, g, b};
-    return true;
+    return counted & unsaturated & bright;
 }
 
 // The module's R/G and B/G relative to the golden module: the first two
