@@ -106,35 +106,25 @@ void BoxFilter(int width, std::vector<float>* a, std::vector<float>* b,
     b->swap(*scratchB);
 }
 
-// Pass 1: selection and means of the regions, compacted into the scratch
-// arrays without branches (every region is written, only the usable ones
-// advance the end); returns how many were selected.
+// Pass 1: means and selection of every region, into the scratch arrays.
+// Returns how many regions are selected.
 uint32_t SelectAll(Estimator* e, const VireoAwbFrame& frame, int32_t count) {
-    const SelectionLimits limits = MakeLimits(frame, e->params);
-    float* r = e->meanR.data();
-    float* g = e->meanG.data();
-    float* b = e->meanB.data();
-    CountReciprocals reciprocals;
-    uint32_t valid = 0;
-    for (int32_t i = 0; i < count; ++i) {
-        RegionMeans means;
-        const bool selected = SelectRegion(frame.regions[i], limits, &reciprocals, &means);
-        r[valid] = means.r;
-        g[valid] = means.g;
-        b[valid] = means.b;
-        valid += selected ? 1u : 0u;
-    }
-    return valid;
+    const ChannelMeans means{e->meanR.data(), e->meanGr.data(), e->meanGb.data(), e->meanB.data(),
+                             e->greenShare.data()};
+    ReadMeans(frame.regions, count, means);
+    return SelectMeans(means, count, MakeLimits(frame, e->params), e->meanG.data(),
+                       e->selected.data());
 }
 
 // The grey-world average of the selected regions, in the log-chromaticity
 // plane of the golden module.
-void GreyWorld(const Estimator& e, uint32_t valid, float lnRFactor, float lnBFactor, float* u,
+void GreyWorld(const Estimator& e, int32_t count, float lnRFactor, float lnBFactor, float* u,
                float* v) {
     double sumR = 0.0;
     double sumG = 0.0;
     double sumB = 0.0;
-    for (uint32_t i = 0; i < valid; ++i) {
+    for (int32_t i = 0; i < count; ++i) {
+        if (e.selected[i] == 0.0f) continue;
         sumR += e.meanR[i];
         sumG += e.meanG[i];
         sumB += e.meanB[i];
@@ -143,24 +133,26 @@ void GreyWorld(const Estimator& e, uint32_t valid, float lnRFactor, float lnBFac
     *v = static_cast<float>(std::log(sumB / sumG)) - lnBFactor;
 }
 
-// Passes 2 to 4 over the selected regions: log chromaticity, place relative
-// to the curve, vote weight (0 outside the grey zone). Straight loops over
-// arrays, so they run several regions per instruction. Returns how many
-// regions are in the grey zone.
-uint32_t WeighAll(Estimator* e, uint32_t valid, float lnRFactor, float lnBFactor) {
+// Passes 2 to 4 over all regions: log chromaticity, place relative to the
+// curve, vote weight (0 outside the grey zone and for regions not
+// selected). Straight loops over arrays, so they run several regions per
+// instruction. Returns how many selected regions are in the grey zone.
+uint32_t WeighAll(Estimator* e, int32_t count, float lnRFactor, float lnBFactor) {
     const Tuning::TuningParams& p = e->params;
     float* u = e->u.data();
     float* v = e->v.data();
     const float* r = e->meanR.data();
     const float* g = e->meanG.data();
     const float* b = e->meanB.data();
-    const uint32_t padded = (valid + 3) / 4 * 4;
-    for (uint32_t i = 0; i < valid; ++i) {
+    const float* selected = e->selected.data();
+    const uint32_t n = static_cast<uint32_t>(count);
+    const uint32_t padded = (n + 3) / 4 * 4;
+    for (uint32_t i = 0; i < n; ++i) {
         const float inverseG = 1.0f / g[i];
         u[i] = FastLn(r[i] * inverseG) - lnRFactor;
         v[i] = FastLn(b[i] * inverseG) - lnBFactor;
     }
-    for (uint32_t i = valid; i < padded; ++i) u[i] = v[i] = 0.0f;
+    for (uint32_t i = n; i < padded; ++i) u[i] = v[i] = 0.0f;
     float* squared = e->squared.data();
     float* side = e->side.data();
     ProjectAll(e->curve, u, v, padded, e->along.data(), squared, side);
@@ -168,8 +160,8 @@ uint32_t WeighAll(Estimator* e, uint32_t valid, float lnRFactor, float lnBFactor
     const float inv2Sigma2 = 0.5f / (p.likelihoodSigma * p.likelihoodSigma);
     float* weight = e->weight.data();
     uint32_t grey = 0;
-    for (uint32_t i = 0; i < valid; ++i) {
-        const bool inside = squared[i] <= widthSquared;
+    for (uint32_t i = 0; i < n; ++i) {
+        const bool inside = (squared[i] <= widthSquared) & (selected[i] != 0.0f);
         const float w = FastNegExp(squared[i] * inv2Sigma2);
         weight[i] = inside ? w : 0.0f;
         // From here on the side holds the signed distance itself.
@@ -180,14 +172,14 @@ uint32_t WeighAll(Estimator* e, uint32_t valid, float lnRFactor, float lnBFactor
     return grey;
 }
 
-void BayesSearch(Estimator* e, float outdoor, uint32_t valid, float rFactor, float bFactor,
-                 VireoAwbResult* result) {
+void BayesSearch(Estimator* e, float outdoor, int32_t count, uint32_t valid, float rFactor,
+                 float bFactor, VireoAwbResult* result) {
     const Tuning::TuningParams& p = e->params;
     std::fill(e->lanes.begin(), e->lanes.end(), VoteLanes{});
     const float invBin = e->binWidth > 0.0f ? 1.0f / e->binWidth : 0.0f;
     const int last = static_cast<int>(e->lanes.size()) - 1;
     const float margin = static_cast<float>(e->margin);
-    for (uint32_t i = 0; i < valid; ++i) {
+    for (int32_t i = 0; i < count; ++i) {
         const float w = e->weight[i];
         if (w == 0.0f) continue;
         AddVote(e->lanes.data(), last, static_cast<int>(i & 3u), margin + e->along[i] * invBin, w,
@@ -240,6 +232,7 @@ void BayesSearch(Estimator* e, float outdoor, uint32_t valid, float rFactor, flo
 void InitEstimator(const Tuning::TuningParams& params, Estimator* e) {
     e->params = params;
     e->curve = BuildCurve(params.ctCurve);
+    IndexSegments(params.greyZoneWidth, &e->curve);
     e->binWidth = e->curve.length / static_cast<float>(kSearchBins - 1);
     e->lnPriorOutdoor.resize(kSearchBins);
     e->lnPriorIndoor.resize(kSearchBins);
@@ -282,8 +275,9 @@ int Estimate(Estimator* e, const VireoAwbFrame& frame, VireoAwbResult* result) {
     // Room for the vector passes, which work four regions at a time.
     const size_t room = (static_cast<size_t>(count) + 3) / 4 * 4;
     if (e->meanR.size() < room) {
-        for (std::vector<float>* scratch : {&e->meanR, &e->meanG, &e->meanB, &e->u, &e->v,
-                                            &e->along, &e->squared, &e->side, &e->weight}) {
+        for (std::vector<float>* scratch :
+             {&e->meanR, &e->meanGr, &e->meanGb, &e->meanB, &e->greenShare, &e->meanG, &e->selected,
+              &e->u, &e->v, &e->along, &e->squared, &e->side, &e->weight}) {
             scratch->resize(room);
         }
     }
@@ -297,7 +291,7 @@ int Estimate(Estimator* e, const VireoAwbFrame& frame, VireoAwbResult* result) {
     float greyU;
     float greyV;
     if (p.mode == Tuning::AwbMode::GreyWorld) {
-        GreyWorld(*e, valid, lnRFactor, lnBFactor, &greyU, &greyV);
+        GreyWorld(*e, count, lnRFactor, lnBFactor, &greyU, &greyV);
         result->flags |= VIREO_AWB_FLAG_GREY_WORLD_MODE;
         // Gains straight from the average; the CCT from its nearest curve point.
         const CurvePosition position = Project(e->curve, greyU, greyV);
@@ -305,15 +299,15 @@ int Estimate(Estimator* e, const VireoAwbFrame& frame, VireoAwbResult* result) {
         SetWhite(greyU, greyV, PointAt(e->curve, position.s).mired, rFactor, bFactor, result);
         return 0;
     }
-    result->greyRegionCount = WeighAll(e, valid, lnRFactor, lnBFactor);
+    result->greyRegionCount = WeighAll(e, count, lnRFactor, lnBFactor);
     if (result->greyRegionCount == 0) {
         result->flags |= VIREO_AWB_FLAG_NO_GREY_REGION;
-        GreyWorld(*e, valid, lnRFactor, lnBFactor, &greyU, &greyV);
+        GreyWorld(*e, count, lnRFactor, lnBFactor, &greyU, &greyV);
         const CurvePosition position = Project(e->curve, greyU, greyV);
         SetWhiteNearCurve(*e, position.s, position.distance, rFactor, bFactor, result);
         return 0;
     }
-    BayesSearch(e, result->outdoorWeight, valid, rFactor, bFactor, result);
+    BayesSearch(e, result->outdoorWeight, count, valid, rFactor, bFactor, result);
     return 0;
 }
 

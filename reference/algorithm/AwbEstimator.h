@@ -40,12 +40,16 @@ struct Estimator {
     float boxScale = 1.0f;
     int margin = 0;  // empty bins on each side of the vote array
     // Scratch reused from sample to sample, so a steady run allocates nothing.
-    // Per selected region: means, log chromaticity, place along the curve,
-    // squared distance from it, the side it lies on, and its vote (0 outside
-    // the grey zone).
+    // Per region: channel means, green mean, whether it is selected (1/0),
+    // log chromaticity, place along the curve, squared distance from it, the
+    // side it lies on, and its vote (0 outside the grey zone).
     std::vector<float> meanR;
-    std::vector<float> meanG;
+    std::vector<float> meanGr;
+    std::vector<float> meanGb;
     std::vector<float> meanB;
+    std::vector<float> greenShare;
+    std::vector<float> meanG;
+    std::vector<float> selected;
     std::vector<float> u;
     std::vector<float> v;
     std::vector<float> along;

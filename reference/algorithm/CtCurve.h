@@ -41,10 +41,36 @@ struct CurveSegment {
     float startAcross;
 };
 
+// The chord from the first node to the last, and the band around it that
+// holds the whole curve: coordinates along and across the chord.
+struct CurveBand {
+    float originU = 0.0f;
+    float originV = 0.0f;
+    float unitU = 1.0f;
+    float unitV = 0.0f;
+    float alongMin = 0.0f;
+    float alongMax = 0.0f;
+    float acrossMin = 0.0f;
+    float acrossMax = 0.0f;
+};
+
+// For slices of the band along the chord, the segments that can hold the
+// nearest curve point of any point in the slice that lies within reach of
+// the curve (see IndexSegments).
+struct SegmentIndex {
+    float reach = INFINITY;  // INFINITY: not built, every segment is a candidate
+    float origin = 0.0f;     // chord coordinate where slice 0 starts
+    float scale = 0.0f;      // slices per unit of chord coordinate
+    std::vector<uint8_t> first;
+    std::vector<uint8_t> last;
+};
+
 struct CtCurve {
     std::vector<CurveNode> nodes;  // at least two
     std::vector<CurveSegment> segments;
     float length = 0.0f;
+    CurveBand band;
+    SegmentIndex index;
 };
 
 // Where a chromaticity lies relative to the curve: the arc length of its
@@ -64,6 +90,12 @@ struct CurvePoint2 {
 };
 
 CtCurve BuildCurve(const std::vector<Tuning::CurvePoint>& points);
+
+// Builds the curve's segment index for points within reach. A point P
+// within reach of the curve has its nearest curve point Q within reach, so
+// Q's chord coordinate lies within reach of P's; only the segments whose
+// chord span meets that interval can hold Q.
+void IndexSegments(float reach, CtCurve* curve);
 
 // Inline: it runs for every region of every sample.
 inline CurvePosition Project(const CtCurve& curve, float u, float v) {
@@ -91,10 +123,17 @@ inline CurvePosition Project(const CtCurve& curve, float u, float v) {
 // and a value whose sign is the side. Four points at a time in vector
 // registers (GCC/Clang vector extensions, so SSE and NEON alike); the arrays
 // must have room for n rounded up to a multiple of four.
+// Points farther than the index's reach get a squared distance above
+// reach^2, not necessarily the exact one.
 inline void ProjectAll(const CtCurve& curve, const float* u, const float* v, uint32_t n,
                        float* along, float* squared, float* side) {
     typedef float Float4 __attribute__((vector_size(16)));
+    typedef int32_t Int4 __attribute__((vector_size(16)));
     const Float4 zero = {0.0f, 0.0f, 0.0f, 0.0f};
+    const CurveBand& band = curve.band;
+    const SegmentIndex& index = curve.index;
+    const float reach = index.reach;
+    const int slices = static_cast<int>(index.first.size());
     for (uint32_t i = 0; i < n; i += 4) {
         Float4 pu;
         Float4 pv;
@@ -103,7 +142,45 @@ inline void ProjectAll(const CtCurve& curve, const float* u, const float* v, uin
         Float4 best = {INFINITY, INFINITY, INFINITY, INFINITY};
         Float4 bestAlong = zero;
         Float4 bestSide = zero;
-        for (const CurveSegment& g : curve.segments) {
+        // Four points all farther than reach from the band that holds the
+        // curve need no exact answer: coloured regions are cheap.
+        const Float4 du = pu - band.originU;
+        const Float4 dv = pv - band.originV;
+        const Float4 x = du * band.unitU + dv * band.unitV;
+        const Float4 y = dv * band.unitU - du * band.unitV;
+        const Int4 outside = (x < band.alongMin - reach) | (x > band.alongMax + reach) |
+                             (y < band.acrossMin - reach) | (y > band.acrossMax + reach);
+        int32_t lanes[4];
+        std::memcpy(lanes, &outside, sizeof lanes);
+        if ((lanes[0] & lanes[1] & lanes[2] & lanes[3]) != 0) {
+            std::memcpy(along + i, &bestAlong, sizeof bestAlong);
+            std::memcpy(squared + i, &best, sizeof best);
+            std::memcpy(side + i, &bestSide, sizeof bestSide);
+            continue;
+        }
+        // The candidate segments of the four points' slices.
+        size_t from = 0;
+        size_t to = curve.segments.size();
+        if (slices > 0) {
+            float chord[4];
+            std::memcpy(chord, &x, sizeof chord);
+            int low = slices;
+            int high = -1;
+            for (float c : chord) {
+                float position = (c - index.origin) * index.scale;
+                position = position < 0.0f ? 0.0f : position;
+                position = position > static_cast<float>(slices - 1)
+                               ? static_cast<float>(slices - 1)
+                               : position;
+                const int slice = static_cast<int>(position);
+                low = std::min(low, static_cast<int>(index.first[slice]));
+                high = std::max(high, static_cast<int>(index.last[slice]));
+            }
+            from = static_cast<size_t>(low);
+            to = static_cast<size_t>(high) + 1;
+        }
+        for (size_t k = from; k < to; ++k) {
+            const CurveSegment& g = curve.segments[k];
             // In the segment's frame: x along it from its start, y across.
             const Float4 x = pu * g.unitU + pv * g.unitV - g.startAlong;
             const Float4 y = pv * g.unitU - pu * g.unitV - g.startAcross;

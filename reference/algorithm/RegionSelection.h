@@ -2,6 +2,10 @@
 #ifndef VIREO_REFERENCE_REGION_SELECTION_H
 #define VIREO_REFERENCE_REGION_SELECTION_H
 
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+
 #include "TuningParams.h"
 #include "vireo/ReferenceAwbApi.h"
 
@@ -22,47 +26,27 @@ struct RegionMeans {
 
 SelectionLimits MakeLimits(const VireoAwbFrame& frame, const Tuning::TuningParams& params);
 
-// 1/count per channel (0 for no pixels), remembered: a grid's regions
-// nearly always share their pixel counts, so this saves a division per
-// channel and region.
-class CountReciprocals {
-public:
-    float Of(int channel, uint16_t count) {
-        if (count != counts_[channel]) {
-            counts_[channel] = count;
-            inverses_[channel] = count != 0 ? 1.0f / static_cast<float>(count) : 0.0f;
-        }
-        return inverses_[channel];
-    }
-
-private:
-    uint16_t counts_[4] = {0, 0, 0, 0};
-    float inverses_[4] = {0.0f, 0.0f, 0.0f, 0.0f};
+// Per-channel means of regions, one array per channel.
+struct ChannelMeans {
+    float* r;
+    float* gr;
+    float* gb;
+    float* b;
+    // 1/2 when both green channels have pixels, 1 when one has, 0 when R, B
+    // or both greens have none: green mean = (gr + gb) * greenShare.
+    float* greenShare;
 };
 
-// Means of a region, and whether it takes part: false for an empty,
-// saturated or too dark region. Never divides by zero. Inline and without
-// branches on the data: it runs for every region of every sample, and a
-// grid mixes usable and unusable regions unpredictably.
-inline bool SelectRegion(const VireoAwbRegion& region, const SelectionLimits& limits,
-                         CountReciprocals* reciprocals, RegionMeans* means) {
-    const bool hasGr = region.grCount != 0;
-    const bool hasGb = region.gbCount != 0;
-    const float r = static_cast<float>(region.rSum) * reciprocals->Of(0, region.rCount);
-    const float gr = static_cast<float>(region.grSum) * reciprocals->Of(1, region.grCount);
-    const float gb = static_cast<float>(region.gbSum) * reciprocals->Of(2, region.gbCount);
-    const float b = static_cast<float>(region.bSum) * reciprocals->Of(3, region.bCount);
-    // A green channel without pixels reads 0 here, so the sum is the other.
-    const float g = hasGr & hasGb ? 0.5f * (gr + gb) : gr + gb;
-    const bool counted = (region.rCount != 0) & (region.bCount != 0) & (hasGr | hasGb);
-    const bool unsaturated = (r < limits.saturation[0]) & (gr < limits.saturation[1]) &
-                             (gb < limits.saturation[2]) & (b < limits.saturation[3]);
-    // Ratios and logarithms follow: every mean must be positive, whatever
-    // the dark level is tuned to.
-    const bool bright = (g >= limits.darkGreen) & (g > 0.0f) & (r > 0.0f) & (b > 0.0f);
-    *means = {r, g, b};
-    return counted & unsaturated & bright;
-}
+// Reads the means of regions[0 .. count-1]; a channel without pixels reads
+// 0. Never divides by zero.
+void ReadMeans(const VireoAwbRegion* regions, int32_t count, const ChannelMeans& means);
+
+// Which regions take part (selected[i] 1 or 0: not empty, not saturated,
+// not too dark), with the green mean of each (1 where not selected, so later
+// ratios stay finite); returns how many are selected. No branches on the
+// data, so it runs several regions per instruction.
+uint32_t SelectMeans(const ChannelMeans& means, int32_t count, const SelectionLimits& limits,
+                     float* green, float* selected);
 
 // The module's R/G and B/G relative to the golden module: the first two
 // calibration factors, each replaced by 1 when not finite or outside
