@@ -1,6 +1,7 @@
 // Every kind of bad tuning file is refused by the wrapper's LoadTuningData
 // with one line on standard error; a good one is taken silently.
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <cstdio>
 #include <filesystem>
@@ -130,7 +131,9 @@ const BadFile kBadFiles[] = {
 class BadTuningFile : public ::testing::TestWithParam<BadFile> {};
 
 std::string WriteTemporary(const std::string& name, const std::vector<uint8_t>& bytes) {
-    const auto path = std::filesystem::temp_directory_path() / ("vireo_tuning_" + name + ".bin");
+    // One file per process: ctest runs the cases side by side.
+    const auto path = std::filesystem::temp_directory_path() /
+                      ("vireo_tuning_" + std::to_string(getpid()) + "_" + name + ".bin");
     std::ofstream(path, std::ios::binary)
         .write(reinterpret_cast<const char*>(bytes.data()),
                static_cast<std::streamsize>(bytes.size()));

@@ -1,6 +1,7 @@
 // The reference wrapper library through the interface alone, mapped as the
 // driver maps it, with the reference algorithm library behind it.
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <cmath>
 #include <cstdio>
@@ -23,7 +24,10 @@ protected:
         Tuning::TuningParams params;
         params.ctCurve = {{2850, 0.85f, 0.36f}, {5000, 0.58f, 0.56f}, {6500, 0.50f, 0.64f}};
         const auto bytes = Tuning::Encode(params);
-        tuningPath_ = (std::filesystem::temp_directory_path() / "vireo_wrapper_test.bin").string();
+        // One file per process: ctest runs the cases side by side.
+        tuningPath_ = (std::filesystem::temp_directory_path() /
+                       ("vireo_wrapper_test_" + std::to_string(getpid()) + ".bin"))
+                          .string();
         std::ofstream(tuningPath_, std::ios::binary)
             .write(reinterpret_cast<const char*>(bytes.data()),
                    static_cast<std::streamsize>(bytes.size()));
