@@ -58,6 +58,19 @@ void SetWhiteNearCurve(const Estimator& e, float s, float offset, float rFactor,
              rFactor, bFactor, result);
 }
 
+// Spreads a vote over the two nearest bins, so the position keeps its
+// sub-bin part; position is in bins and clamped to the array.
+inline void AddVote(VoteLanes* bins, int last, int lane, float position, float weight,
+                    float offset) {
+    const float clamped = std::clamp(position, 0.0f, static_cast<float>(last));
+    const int low = std::min(static_cast<int>(clamped), last - 1);
+    const float high = clamped - static_cast<float>(low);
+    bins[low].weight[lane] += weight * (1.0f - high);
+    bins[low].offset[lane] += offset * (1.0f - high);
+    bins[low + 1].weight[lane] += weight * high;
+    bins[low + 1].offset[lane] += offset * high;
+}
+
 // One moving average of odd width over two arrays at once, through running
 // sums (two independent chains of additions run side by side). The vote
 // arrays carry empty margins wider than three passes reach, so no window is
@@ -146,28 +159,14 @@ uint32_t WeighAll(Estimator* e, int32_t count, float lnRFactor, float lnBFactor)
     const float widthSquared = p.greyZoneWidth * p.greyZoneWidth;
     const float inv2Sigma2 = 0.5f / (p.likelihoodSigma * p.likelihoodSigma);
     float* weight = e->weight.data();
-    float* position = e->along.data();
-    int32_t* bin = e->bin.data();
-    const float invBin = e->binWidth > 0.0f ? 1.0f / e->binWidth : 0.0f;
-    const float margin = static_cast<float>(e->margin);
-    // Highest position whose upper neighbour is still in the vote array.
-    const float top = static_cast<float>(e->lanes.size()) - 1.001f;
     uint32_t grey = 0;
     for (uint32_t i = 0; i < n; ++i) {
         const bool inside = (squared[i] <= widthSquared) & (selected[i] != 0.0f);
         const float w = FastNegExp(squared[i] * inv2Sigma2);
         weight[i] = inside ? w : 0.0f;
-        // From here on the side holds the signed distance itself, and the
-        // place along the curve becomes a vote bin and the share of the vote
-        // that goes to the bin above.
+        // From here on the side holds the signed distance itself.
         const float distance = std::sqrt(squared[i]);
         side[i] = side[i] >= 0.0f ? distance : -distance;
-        float at = margin + position[i] * invBin;
-        at = at < 0.0f ? 0.0f : at;
-        at = at > top ? top : at;
-        const int32_t low = static_cast<int32_t>(at);
-        bin[i] = low;
-        position[i] = at - static_cast<float>(low);
         grey += inside ? 1u : 0u;
     }
     return grey;
@@ -177,20 +176,14 @@ void BayesSearch(Estimator* e, float outdoor, int32_t count, uint32_t valid, flo
                  float bFactor, VireoAwbResult* result) {
     const Tuning::TuningParams& p = e->params;
     std::fill(e->lanes.begin(), e->lanes.end(), VoteLanes{});
-    VoteLanes* bins = e->lanes.data();
+    const float invBin = e->binWidth > 0.0f ? 1.0f / e->binWidth : 0.0f;
+    const int last = static_cast<int>(e->lanes.size()) - 1;
+    const float margin = static_cast<float>(e->margin);
     for (int32_t i = 0; i < count; ++i) {
         const float w = e->weight[i];
         if (w == 0.0f) continue;
-        const int lane = static_cast<int>(i & 3);
-        const float high = e->along[i];
-        const float low = 1.0f - high;
-        const float offset = w * e->side[i];
-        VoteLanes& below = bins[e->bin[i]];
-        VoteLanes& above = bins[e->bin[i] + 1];
-        below.weight[lane] += w * low;
-        below.offset[lane] += offset * low;
-        above.weight[lane] += w * high;
-        above.offset[lane] += offset * high;
+        AddVote(e->lanes.data(), last, static_cast<int>(i & 3u), margin + e->along[i] * invBin, w,
+                w * e->side[i]);
     }
     for (size_t j = 0; j < e->lanes.size(); ++j) {
         const VoteLanes& lanes = e->lanes[j];
@@ -287,7 +280,6 @@ int Estimate(Estimator* e, const VireoAwbFrame& frame, VireoAwbResult* result) {
               &e->u, &e->v, &e->along, &e->squared, &e->side, &e->weight}) {
             scratch->resize(room);
         }
-        e->bin.resize(room);
     }
     const uint32_t valid = SelectAll(e, frame, count);
     result->validRegionCount = valid;

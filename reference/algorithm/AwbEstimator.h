@@ -56,7 +56,6 @@ struct Estimator {
     std::vector<float> squared;
     std::vector<float> side;
     std::vector<float> weight;
-    std::vector<int32_t> bin;  // vote bin below the region's place on the curve
     // Per search bin (with margins): the votes, and the votes times their
     // signed distance from the curve.
     std::vector<float> votes;
