@@ -101,6 +101,14 @@ void IndexSegments(float reach, CtCurve* curve) {
         index.first[slice] = static_cast<uint8_t>(first);
         index.last[slice] = static_cast<uint8_t>(last);
     }
+    // Monotone envelopes: first[s] = min over slices from s on, last[s] =
+    // max over slices up to s.
+    for (int slice = kSlices - 2; slice >= 0; --slice) {
+        index.first[slice] = std::min(index.first[slice], index.first[slice + 1]);
+    }
+    for (int slice = 1; slice < kSlices; ++slice) {
+        index.last[slice] = std::max(index.last[slice], index.last[slice - 1]);
+    }
 }
 
 CurvePoint2 PointAt(const CtCurve& curve, float s) {

@@ -56,7 +56,9 @@ struct CurveBand {
 
 // For slices of the band along the chord, the segments that can hold the
 // nearest curve point of any point in the slice that lies within reach of
-// the curve (see IndexSegments).
+// the curve (see IndexSegments). Neither first nor last ever falls
+// from one slice to the next, so for points spread over slices a to b the
+// segments first[a] to last[b] are enough.
 struct SegmentIndex {
     float reach = INFINITY;  // INFINITY: not built, every segment is a candidate
     float origin = 0.0f;     // chord coordinate where slice 0 starts
@@ -164,20 +166,15 @@ inline void ProjectAll(const CtCurve& curve, const float* u, const float* v, uin
         if (slices > 0) {
             float chord[4];
             std::memcpy(chord, &x, sizeof chord);
-            int low = slices;
-            int high = -1;
-            for (float c : chord) {
-                float position = (c - index.origin) * index.scale;
-                position = position < 0.0f ? 0.0f : position;
-                position = position > static_cast<float>(slices - 1)
-                               ? static_cast<float>(slices - 1)
-                               : position;
-                const int slice = static_cast<int>(position);
-                low = std::min(low, static_cast<int>(index.first[slice]));
-                high = std::max(high, static_cast<int>(index.last[slice]));
-            }
-            from = static_cast<size_t>(low);
-            to = static_cast<size_t>(high) + 1;
+            const float lowest =
+                std::min(std::min(chord[0], chord[1]), std::min(chord[2], chord[3]));
+            const float highest =
+                std::max(std::max(chord[0], chord[1]), std::max(chord[2], chord[3]));
+            const float top = static_cast<float>(slices - 1);
+            const float a = std::min(std::max((lowest - index.origin) * index.scale, 0.0f), top);
+            const float b = std::min(std::max((highest - index.origin) * index.scale, 0.0f), top);
+            from = index.first[static_cast<int>(a)];
+            to = static_cast<size_t>(index.last[static_cast<int>(b)]) + 1;
         }
         for (size_t k = from; k < to; ++k) {
             const CurveSegment& g = curve.segments[k];
