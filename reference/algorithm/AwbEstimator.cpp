@@ -59,16 +59,16 @@ void SetWhiteNearCurve(const Estimator& e, float s, float offset, float rFactor,
 }
 
 // Spreads a vote over the two nearest bins, so the position keeps its
-// sub-bin part; position is in bins and clamped to the array.
+// sub-bin part; position is in bins and clamped to the array. The offset,
+// which only feeds a mean across the curve, goes whole to the lower bin.
 inline void AddVote(VoteLanes* bins, int last, int lane, float position, float weight,
                     float offset) {
     const float clamped = std::clamp(position, 0.0f, static_cast<float>(last));
     const int low = std::min(static_cast<int>(clamped), last - 1);
     const float high = clamped - static_cast<float>(low);
     bins[low].weight[lane] += weight * (1.0f - high);
-    bins[low].offset[lane] += offset * (1.0f - high);
+    bins[low].offset[lane] += offset;
     bins[low + 1].weight[lane] += weight * high;
-    bins[low + 1].offset[lane] += offset * high;
 }
 
 // One moving average of odd width over two arrays at once, through running
