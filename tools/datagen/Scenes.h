@@ -12,7 +12,7 @@
 #include <vector>
 
 #include "Illuminants.h"
-#include "Spectrum.h"
+#include "WavelengthGrid.h"
 
 namespace Vireo::Datagen {
 
