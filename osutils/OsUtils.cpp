@@ -8,6 +8,12 @@ namespace Vireo {
 namespace OsUtils {
 
 void* LibMap(const char* path) {
+    // An empty path names no library, but glibc's dlopen hands back the main
+    // program for it, which would turn an unfilled "awbSimWrapperDLL=" into a
+    // confusing missing-factory report instead of a failed load.
+    if (path == nullptr || path[0] == '\0') {
+        return nullptr;
+    }
     // RTLD_NOW: a wrapper with unresolved symbols fails here, where the
     // driver reports it, rather than in the middle of a sample.
     return dlopen(path, RTLD_NOW | RTLD_LOCAL);

@@ -8,7 +8,8 @@
 namespace Vireo {
 namespace OsUtils {
 
-// Maps the shared library at path; an opaque handle, or null.
+// Maps the shared library at path; an opaque handle, or null (also for an
+// empty path).
 void* LibMap(const char* path);
 // Address of an exported symbol of a mapped library, or null.
 void* LibGetAddr(void* handle, const char* symbol);

@@ -27,11 +27,12 @@ namespace Vireo {
 // valid until the next call of LineReader::Next.
 struct Line {
     const char* text = nullptr;
-    size_t length = 0;  // bytes before the line end, NUL bytes included
+    size_t length = 0;      // bytes before the line end, NUL bytes included
+    bool hasColon = false;  // a ':' among those bytes, noted while finding the line end
 
     // Every key ends in ':', so a line without one holds no key and is a
     // value line; this spares the substring searches on almost every line.
-    bool MayHoldKey() const { return std::memchr(text, ':', length) != nullptr; }
+    bool MayHoldKey() const { return hasColon; }
 
     // Substring search over the line as a C string, as strstr does.
     bool Contains(const char* key) const { return std::strstr(text, key) != nullptr; }

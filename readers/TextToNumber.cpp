@@ -49,27 +49,31 @@ double TextToDouble(const char* text) {
     int mantissaDigits = 0;  // significant digits, leading zeros not counted
     int exponent = 0;
     bool sawDigit = false;
+    // Returns false when the digits no longer fit the exact path. Counting
+    // stops the mantissa before it can wrap around in 64 bits.
     auto take = [&](char c) {
-        mantissa = mantissa * 10 + DigitValue(c);
-        if (mantissa != 0) {
-            ++mantissaDigits;
+        sawDigit = true;
+        const unsigned digit = DigitValue(c);
+        if (mantissaDigits == 0 && digit == 0) {
+            return true;
         }
+        if (++mantissaDigits > kMaxMantissaDigits) {
+            return false;
+        }
+        mantissa = mantissa * 10 + digit;
+        return true;
     };
     for (; IsDigit(*p); ++p) {
-        take(*p);
-        sawDigit = true;
-        if (mantissaDigits > kMaxMantissaDigits) {
+        if (!take(*p)) {
             return LibraryStrtod(text);
         }
     }
     if (*p == '.') {
         for (++p; IsDigit(*p); ++p) {
-            take(*p);
-            --exponent;
-            sawDigit = true;
-            if (mantissaDigits > kMaxMantissaDigits) {
+            if (!take(*p)) {
                 return LibraryStrtod(text);
             }
+            --exponent;
         }
     }
     if (!sawDigit) {
@@ -118,16 +122,23 @@ int64_t TextToInt64(const char* text) {
     if (*p == '-' || *p == '+') {
         ++p;
     }
-    const uint64_t limit =
-        negative ? uint64_t{1} << 63 : static_cast<uint64_t>(std::numeric_limits<int64_t>::max());
     uint64_t magnitude = 0;
-    for (; IsDigit(*p); ++p) {
-        const unsigned digit = DigitValue(*p);
-        if (magnitude > (limit - digit) / 10) {
-            return negative ? std::numeric_limits<int64_t>::min()
-                            : std::numeric_limits<int64_t>::max();
+    // Eighteen digits always fit; only longer numbers need the overflow test.
+    for (int taken = 0; taken < 18 && IsDigit(*p); ++taken, ++p) {
+        magnitude = magnitude * 10 + DigitValue(*p);
+    }
+    if (IsDigit(*p)) {
+        const uint64_t limit = negative
+                                   ? uint64_t{1} << 63
+                                   : static_cast<uint64_t>(std::numeric_limits<int64_t>::max());
+        for (; IsDigit(*p); ++p) {
+            const unsigned digit = DigitValue(*p);
+            if (magnitude > (limit - digit) / 10) {
+                return negative ? std::numeric_limits<int64_t>::min()
+                                : std::numeric_limits<int64_t>::max();
+            }
+            magnitude = magnitude * 10 + digit;
         }
-        magnitude = magnitude * 10 + digit;
     }
     // Two's complement negation in unsigned arithmetic also covers -2^63.
     return static_cast<int64_t>(negative ? 0 - magnitude : magnitude);

@@ -3,6 +3,7 @@
 #include <limits.h>
 #include <stdlib.h>
 
+#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -34,6 +35,24 @@ TEST_F(DriverRun, GencfgReplacesTheTemplateAndStopsWithOne) {
                                          "successfully!\n");
     EXPECT_EQ(ReadFile(dir / "settings.cfg"),
               "tuningFile=\nawbDLL=\nawbSimWrapperDLL=\ndataDir=\noutputDir=\n");
+    // Neither an output folder nor an output file on this path.
+    std::vector<std::string> names;
+    for (const auto& entry : std::filesystem::directory_iterator(dir.path())) {
+        names.push_back(entry.path().filename().string());
+    }
+    EXPECT_EQ(names, std::vector<std::string>{"settings.cfg"});
+}
+
+TEST_F(DriverRun, GencfgThatCannotWriteTheTemplateStillReportsSuccess) {
+    VireoTest::MakeDirs(dir / "settings.cfg");  // not openable for writing, even as root
+    const auto result = VireoTest::Run(VIREO_DRIVER, {"-gencfg"}, dir.path());
+    char real[PATH_MAX];
+    ASSERT_NE(realpath(dir.path().c_str(), real), nullptr);
+    EXPECT_EQ(result.exitStatus, 1);
+    EXPECT_EQ(result.standardOutput, std::string(real) +
+                                         "/settings.cfg\nTemplate Cfg are genrated generated "
+                                         "successfully!\n");
+    EXPECT_TRUE(std::filesystem::is_directory(dir / "settings.cfg"));
 }
 
 TEST_F(DriverRun, UnreadableConfigurationStopsBeforeAnyOutput) {
@@ -41,10 +60,12 @@ TEST_F(DriverRun, UnreadableConfigurationStopsBeforeAnyOutput) {
     EXPECT_EQ(result.exitStatus, 255);
     EXPECT_EQ(result.standardOutput, "Unable to open/read configuration file\n");
     EXPECT_FALSE(Exists(dir / "awbSimulationOutput.txt"));
-    EXPECT_FALSE(Exists("/awbSimulationOutput.txt"));
 }
 
-TEST_F(DriverRun, MissingScenesStillGetAWrapperEach) {
+TEST_F(DriverRun, MissingAndEmptyScenesStillGetAWrapperEach) {
+    // Empty folders list only "." and "..": no sample call, like missing ones.
+    VireoTest::MakeDirs(data + "/ball");
+    VireoTest::MakeDirs(data + "/outdoor_2");
     const auto result = RunDriver();
     EXPECT_EQ(result.exitStatus, 0);
     EXPECT_EQ(result.standardOutput, "");
@@ -62,17 +83,48 @@ TEST_F(DriverRun, MissingScenesStillGetAWrapperEach) {
     }
 }
 
+TEST_F(DriverRun, SideFilesAreEmptyAtEverySceneStartAndTheLibraryIsNeverUnmapped) {
+    // The wrapper appends a line to both side files at every Destroy and logs
+    // their sizes when the next scene creates it; "mapped" is logged each
+    // time the library is loaded, so an unmap between scenes shows twice.
+    const std::string summary = out + "/Summary.txt";
+    const std::string agwdcn = out + "/agwdcn.txt";
+    environment = {"VIREO_RECORDING_MAPPING=1", "VIREO_RECORDING_WATCH=" + summary + ":" + agwdcn};
+    const auto result = RunDriver();
+    EXPECT_EQ(result.exitStatus, 0);
+    std::vector<std::string> expected = {"mapped"};
+    for (int scene = 0; scene < 8; ++scene) {
+        std::vector<std::string> setUp = SceneSetUp();
+        setUp.insert(setUp.begin() + 1, {"watch " + summary + " 0", "watch " + agwdcn + " 0"});
+        expected.insert(expected.end(), setUp.begin(), setUp.end());
+        expected.push_back("Destroy");
+    }
+    EXPECT_EQ(Calls(), expected);
+}
+
+TEST_F(DriverRun, FailedLoadAWBAlgorithmIsIgnored) {
+    environment = {"VIREO_RECORDING_ALGORITHM_RESULT=-1"};
+    WriteFile(tuning, "output=1 1 1 5000 0\n");
+    AddSample("indoor_4", "s.txt", VireoTest::SampleFileText(VireoTest::MakeSample(1, 1)));
+    const auto result = RunDriver();
+    EXPECT_EQ(result.exitStatus, 0);
+    EXPECT_EQ(result.standardOutput, "");
+    EXPECT_EQ(CallsNamed("LoadTuningData").size(), 8u);
+    EXPECT_EQ(CallsNamed("InitializeAlgorithm").size(), 8u);
+    EXPECT_EQ(VireoTest::ReadLines(out + "/awbSimulationOutput.txt").size(), 7u);
+}
+
 TEST_F(DriverRun, CarriageReturnConfigurationReadsTheSame) {
     WriteFile(config, "tuningFile=" + tuning + "\r\nawbDLL=" + algorithm + "\r\nawbSimWrapperDLL=" +
                           wrapper + "\r\ndataDir=" + data + "\r\noutputDir=" + out + "\r\n");
     EXPECT_EQ(RunDriver().exitStatus, 0);
-    EXPECT_EQ(CallsNamed("LoadAWBAlgorithm").size(), 8u);
+    ASSERT_EQ(CallsNamed("LoadAWBAlgorithm").size(), 8u);
     EXPECT_EQ(CallsNamed("LoadAWBAlgorithm")[0], SceneSetUp()[1]);
 }
 
 struct SetUpFailure {
     const char* name;
-    std::string wrapperPath;  // "" for the recording wrapper
+    const char* wrapperPath;  // nullptr for the recording wrapper
     std::string tuningText;
     std::string environment;
     std::string message;
@@ -86,7 +138,7 @@ class DriverSetUpFailure : public DriverFixture,
 
 TEST_P(DriverSetUpFailure, EndsTheRunAfterTheFirstScene) {
     const SetUpFailure& c = GetParam();
-    if (!c.wrapperPath.empty()) {
+    if (c.wrapperPath != nullptr) {
         wrapper = c.wrapperPath;
     }
     WriteFile(tuning, c.tuningText);
@@ -117,14 +169,17 @@ INSTANTIATE_TEST_SUITE_P(
     testing::Values(
         SetUpFailure{"WrongLibraryPath", "/nonexistent/libwrapper.so", "", "",
                      "Unable to load AWBSimulationWrapper library", SetUpFailure::kNothing},
+        // The untouched template leaves the library path empty.
+        SetUpFailure{"EmptyLibraryPath", "", "", "", "Unable to load AWBSimulationWrapper library",
+                     SetUpFailure::kNothing},
         SetUpFailure{"LibraryWithoutFactory", VIREO_NO_FACTORY_WRAPPER, "", "",
                      "Unable to find CreateAWBSimulationWrapper", SetUpFailure::kNothing},
-        SetUpFailure{"FactoryReturnsNull", "", "", "VIREO_RECORDING_FACTORY_NULL=1",
+        SetUpFailure{"FactoryReturnsNull", nullptr, "", "VIREO_RECORDING_FACTORY_NULL=1",
                      "CreateAWBSimulationWrapper returned no wrapper object",
                      SetUpFailure::kNullFactory},
-        SetUpFailure{"TuningReturnsOne", "", "load_result=1\n", "",
+        SetUpFailure{"TuningReturnsOne", nullptr, "load_result=1\n", "",
                      "Error in reading TintraBinaryParameterSet.bin file", SetUpFailure::kTuning},
-        SetUpFailure{"TuningReturnsMinusOne", "", "load_result=-1\n", "",
+        SetUpFailure{"TuningReturnsMinusOne", nullptr, "load_result=-1\n", "",
                      "Error in reading TintraBinaryParameterSet.bin file", SetUpFailure::kTuning}),
     [](const testing::TestParamInfo<SetUpFailure>& info) { return std::string(info.param.name); });
 

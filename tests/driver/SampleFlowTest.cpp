@@ -1,5 +1,7 @@
 // Samples carried through the real driver and readers into the recording
 // wrapper: the calls and bytes the wrapper sees, and the results file.
+#include <dirent.h>
+
 #include <cstring>
 #include <string>
 #include <vector>
@@ -198,6 +200,59 @@ TEST_F(SampleFlow, NullOutputLeavesNoRecordAndTheNextSampleGoesOn) {
     ASSERT_EQ(lines.size(), 7u);
     EXPECT_EQ(lines[1], "r_gain : 3");
     EXPECT_EQ(lines[6], "");
+}
+
+TEST_F(SampleFlow, AlwaysNullOutputLeavesTheResultsEmptyAndTheStatusZero) {
+    WriteFile(tuning, "output=null\n");
+    AddSample("ball", "one", SampleFileText(VireoTest::MakeSample(1, 1)));
+    AddSample("outdoor_2", "two", SampleFileText(VireoTest::MakeSample(1, 2)));
+    const auto result = RunDriver();
+    EXPECT_EQ(result.exitStatus, 0);
+    EXPECT_EQ(result.standardOutput, "");
+    EXPECT_EQ(CallsNamed("GetOutput").size(), 2u);
+    EXPECT_TRUE(VireoTest::Exists(out + "/awbSimulationOutput.txt"));
+    EXPECT_EQ(ReadFile(out + "/awbSimulationOutput.txt"), "");
+}
+
+TEST_F(SampleFlow, UnreadableSampleEndsItsSceneAtItsPlaceInTheListing) {
+    WriteFile(tuning, "output=1 1 1 5000 0\n");
+    std::vector<std::string> good;
+    for (const char* name : {"a", "b", "c", "d", "e", "f"}) {
+        good.push_back(AddSample("ball", name, SampleFileText(VireoTest::MakeSample(1, 1))));
+    }
+    const std::string dangling = data + "/ball/dangling";
+    ASSERT_EQ(symlink("/nonexistent/sample", dangling.c_str()), 0);
+    const std::string next =
+        AddSample("chart", "next", SampleFileText(VireoTest::MakeSample(1, 1)));
+
+    // The driver follows the listing order, so read it the same way: the
+    // samples listed before the unreadable one are written, the rest not.
+    std::vector<std::string> expected;
+    DIR* listing = opendir((data + "/ball/").c_str());
+    ASSERT_NE(listing, nullptr);
+    while (const dirent* entry = readdir(listing)) {
+        const std::string name = entry->d_name;
+        if (name == "dangling") {
+            break;
+        }
+        if (name[0] != '.') {
+            expected.push_back(data + "/ball/" + name);
+        }
+    }
+    closedir(listing);
+    expected.push_back(next);
+
+    const auto result = RunDriver();
+    EXPECT_EQ(result.exitStatus, 255);
+    EXPECT_EQ(result.standardOutput, "Unable to open file:" + dangling +
+                                         "\nError in reading parser bg stats info for " + dangling +
+                                         "\n");
+    std::vector<std::string> written;
+    const auto lines = VireoTest::ReadLines(out + "/awbSimulationOutput.txt");
+    for (size_t line = 0; line < lines.size(); line += 7) {
+        written.push_back(lines[line]);
+    }
+    EXPECT_EQ(written, expected);
 }
 
 TEST_F(SampleFlow, SceneEndingFailuresSetTheStatusButLaterScenesRun) {

@@ -59,6 +59,9 @@ INSTANTIATE_TEST_SUITE_P(Cases, StrLCatTest,
 
 TEST(LibMap, FailsWithNullForMissingLibraryAndSymbol) {
     EXPECT_EQ(Vireo::OsUtils::LibMap("/nonexistent/libnothing.so"), nullptr);
+    // dlopen would hand back the main program for these.
+    EXPECT_EQ(Vireo::OsUtils::LibMap(""), nullptr);
+    EXPECT_EQ(Vireo::OsUtils::LibMap(nullptr), nullptr);
     EXPECT_EQ(Vireo::OsUtils::LibGetAddr(nullptr, "CreateAWBSimulationWrapper"), nullptr);
 }
 

@@ -2,6 +2,7 @@
 // stream library's getline that it stands in for.
 #include <gtest/gtest.h>
 
+#include <cstring>
 #include <fstream>
 #include <string>
 #include <vector>
@@ -21,6 +22,7 @@ std::vector<std::string> LinesOf(const std::string& path, size_t chunkSize) {
     while (reader.Next(line)) {
         lines.emplace_back(line.text);  // up to the first NUL, like a C string
         EXPECT_GE(line.length, lines.back().size());
+        EXPECT_EQ(line.MayHoldKey(), std::memchr(line.text, ':', line.length) != nullptr);
     }
     EXPECT_FALSE(reader.Next(line)) << "a finished reader must stay finished";
     return lines;
@@ -66,6 +68,9 @@ INSTANTIATE_TEST_SUITE_P(
         LineCase{"Plain", "a\nb\n", {"a", "b"}},
         LineCase{"LastLineUnterminated", "a\nb", {"a", "b"}}, LineCase{"Empty", "", {}},
         LineCase{"BlankLines", "\n\nx\n", {"", "", "x"}},
+        LineCase{"ColonsAroundWordEdges",
+                 "1\n:2345678\nabcdefghij:\n1234567:\nxy:",
+                 {"1", ":2345678", "abcdefghij:", "1234567:", "xy:"}},
         LineCase{"CarriageReturnStays", "a\r\nb\r\n", {"a\r", "b\r"}},
         LineCase{"Exactly99", k99 + "\nx\n", {k99, "x"}},
         LineCase{"Exactly99AtEnd", "x\n" + k99, {"x", k99}},

@@ -11,8 +11,14 @@
 //   output=<r> <g> <b> <cct> <debugDataSize> | output=null
 //                              outputs returned sample after sample, cycling
 //   scribble=1                 overwrite every placeholder record after use
-// and by the environment: VIREO_RECORDING_FACTORY_NULL=1 makes the factory
-// return null.
+// and by the environment:
+//   VIREO_RECORDING_FACTORY_NULL=1     the factory returns null
+//   VIREO_RECORDING_ALGORITHM_RESULT=n what LoadAWBAlgorithm returns
+//   VIREO_RECORDING_MAPPING=1          log "mapped" when the library is loaded,
+//                                      so a reload after an unmap shows twice
+//   VIREO_RECORDING_WATCH=a:b          at every creation log "watch <path>
+//                                      <size>" for each file (-1: missing),
+//                                      and append a line to each at Destroy
 #include <cinttypes>
 #include <cstdint>
 #include <cstdio>
@@ -80,6 +86,53 @@ void Line(const std::string& text) {
     }
 }
 
+int EnvironmentNumber(const char* name) {
+    const char* text = std::getenv(name);
+    return text != nullptr ? std::atoi(text) : 0;
+}
+
+std::vector<std::string> WatchedFiles() {
+    std::vector<std::string> files;
+    if (const char* list = std::getenv("VIREO_RECORDING_WATCH")) {
+        std::string rest = list;
+        for (size_t colon; (colon = rest.find(':')) != std::string::npos;) {
+            files.push_back(rest.substr(0, colon));
+            rest.erase(0, colon + 1);
+        }
+        files.push_back(rest);
+    }
+    return files;
+}
+
+void LogWatchedSizes() {
+    for (const std::string& path : WatchedFiles()) {
+        long size = -1;
+        if (std::FILE* file = std::fopen(path.c_str(), "r")) {
+            std::fseek(file, 0, SEEK_END);
+            size = std::ftell(file);
+            std::fclose(file);
+        }
+        Line("watch " + path + " " + std::to_string(size));
+    }
+}
+
+void WriteIntoWatched() {
+    for (const std::string& path : WatchedFiles()) {
+        if (std::FILE* file = std::fopen(path.c_str(), "a")) {
+            std::fputs("left by the wrapper\n", file);
+            std::fclose(file);
+        }
+    }
+}
+
+// Runs once per load of the library: the driver must never unmap it.
+[[maybe_unused]] const bool kMappingLogged = [] {
+    if (EnvironmentNumber("VIREO_RECORDING_MAPPING") == 1) {
+        Line("mapped");
+    }
+    return true;
+}();
+
 std::string Hex(const void* data, size_t size) {
     static const char digits[] = "0123456789abcdef";
     std::string text;
@@ -105,7 +158,7 @@ class RecordingWrapper final : public Interface {
 public:
     int LoadAWBAlgorithm(const char* a, const char* b) override {
         Line(std::string("LoadAWBAlgorithm ") + a + " " + b);
-        return 0;
+        return EnvironmentNumber("VIREO_RECORDING_ALGORITHM_RESULT");
     }
     int LoadTuningData(const char* path) override {
         Line(std::string("LoadTuningData ") + path);
@@ -191,6 +244,7 @@ public:
     int NeverCalled3() override { return Say("NeverCalled3"); }
     void Destroy() override {
         Say("Destroy");
+        WriteIntoWatched();
         for (const Output* output : outputs_) {
             delete output;
         }
@@ -254,5 +308,6 @@ extern "C" __attribute__((visibility("default"))) Interface* CreateAWBSimulation
         return nullptr;
     }
     Line("create");
+    LogWatchedSizes();
     return new RecordingWrapper();
 }

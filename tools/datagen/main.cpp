@@ -1,0 +1,211 @@
+// vireo-datagen: writes a synthetic data set of the eight scenes, with its
+// ground truth, from a physical model of lights, surfaces and a camera.
+#include <sys/stat.h>
+
+#include <cerrno>
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "CameraProfile.h"
+#include "GroundTruth.h"
+#include "SampleFile.h"
+#include "Scenes.h"
+#include "Sensor.h"
+
+namespace {
+
+using namespace Vireo::Datagen;
+
+constexpr const char* kUsage =
+    "usage: vireo-datagen --out DIR [options]\n"
+    "  --out DIR          data folder to write (scene folders, ground_truth.csv)\n"
+    "  --samples K        samples per scene (default 16)\n"
+    "  --seed N           seed; the same seed gives the same files (default 1)\n"
+    "  --camera NAME      camera profile: a built-in name, a name from\n"
+    "                     /usr/share/rawtherapee/dcpprofiles, or a .dcp path\n"
+    "                     (default \"samsung SM-G930V\")\n"
+    "  --grid CxR         statistics grid (default 64x48)\n"
+    "  --scenes A,B,...   only these scenes (default all eight)\n"
+    "  --modules N        camera modules the samples are spread over (default 4)\n"
+    "  --no-noise         no shot or read noise\n"
+    "  --no-shading       no residual lens shading\n"
+    "  --quiet            no progress lines\n"
+    "  --list-cameras     print the built-in cameras and stop\n";
+
+struct Options {
+    std::string out;
+    int samples = 16;
+    uint64_t seed = 1;
+    std::string camera = "samsung SM-G930V";
+    int columns = 64, rows = 48;
+    std::vector<std::string> scenes{kSceneNames.begin(), kSceneNames.end()};
+    int modules = 4;
+    bool noise = true, shading = true, quiet = false;
+};
+
+bool ParseInt(const char* text, long lo, long hi, long& value) {
+    char* end = nullptr;
+    errno = 0;
+    value = std::strtol(text, &end, 10);
+    return errno == 0 && end != text && *end == '\0' && value >= lo && value <= hi;
+}
+
+// Returns 0 to go on, 1 for a usage error, 2 after --help or --list-cameras.
+int ParseArgs(int argc, char** argv, Options& o) {
+    for (int i = 1; i < argc; ++i) {
+        const std::string a = argv[i];
+        const bool hasValue = i + 1 < argc;
+        long v = 0;
+        if (a == "--help" || a == "-h") {
+            std::fputs(kUsage, stdout);
+            return 2;
+        } else if (a == "--list-cameras") {
+            for (const auto& c : BuiltInCameras()) std::printf("%s\n", c.name.c_str());
+            return 2;
+        } else if (a == "--out" && hasValue) {
+            o.out = argv[++i];
+        } else if (a == "--samples" && hasValue && ParseInt(argv[i + 1], 1, 9999, v)) {
+            o.samples = static_cast<int>(v), ++i;
+        } else if (a == "--seed" && hasValue && ParseInt(argv[i + 1], 0, 0x7fffffffL, v)) {
+            o.seed = static_cast<uint64_t>(v), ++i;
+        } else if (a == "--modules" && hasValue && ParseInt(argv[i + 1], 1, 1000, v)) {
+            o.modules = static_cast<int>(v), ++i;
+        } else if (a == "--camera" && hasValue) {
+            o.camera = argv[++i];
+        } else if (a == "--grid" && hasValue) {
+            const std::string g = argv[++i];
+            const auto x = g.find('x');
+            long c = 0, r = 0;
+            if (x == std::string::npos || !ParseInt(g.substr(0, x).c_str(), 1, 256, c) ||
+                !ParseInt(g.substr(x + 1).c_str(), 1, 256, r)) {
+                std::fprintf(stderr, "vireo-datagen: bad --grid %s (want e.g. 64x48)\n", g.c_str());
+                return 1;
+            }
+            o.columns = static_cast<int>(c), o.rows = static_cast<int>(r);
+        } else if (a == "--scenes" && hasValue) {
+            o.scenes.clear();
+            std::string list = argv[++i];
+            for (std::size_t start = 0; start <= list.size();) {
+                const auto comma = std::min(list.find(',', start), list.size());
+                const std::string name = list.substr(start, comma - start);
+                bool known = false;
+                for (const char* s : kSceneNames) known = known || name == s;
+                if (!known) {
+                    std::fprintf(stderr, "vireo-datagen: unknown scene \"%s\"\n", name.c_str());
+                    return 1;
+                }
+                o.scenes.push_back(name);
+                start = comma + 1;
+            }
+        } else if (a == "--no-noise") {
+            o.noise = false;
+        } else if (a == "--no-shading") {
+            o.shading = false;
+        } else if (a == "--quiet") {
+            o.quiet = true;
+        } else {
+            std::fprintf(stderr, "vireo-datagen: bad argument %s\n%s", a.c_str(), kUsage);
+            return 1;
+        }
+    }
+    if (o.out.empty()) {
+        std::fprintf(stderr, "vireo-datagen: --out is required\n%s", kUsage);
+        return 1;
+    }
+    return 0;
+}
+
+// Like mkdir -p.
+bool MakeDir(const std::string& path) {
+    for (std::size_t slash = path.find('/', 1); slash != std::string::npos;
+         slash = path.find('/', slash + 1))
+        if (::mkdir(path.substr(0, slash).c_str(), 0755) != 0 && errno != EEXIST) return false;
+    return ::mkdir(path.c_str(), 0755) == 0 || errno == EEXIST;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    Options o;
+    if (const int rc = ParseArgs(argc, argv, o); rc != 0) return rc == 2 ? 0 : 1;
+
+    CameraProfile camera;
+    std::string error;
+    if (!FindCamera(o.camera, kRawTherapeeProfileDir, camera, error)) {
+        std::fprintf(stderr, "vireo-datagen: camera \"%s\": %s\n", o.camera.c_str(), error.c_str());
+        return 1;
+    }
+    if (!MakeDir(o.out)) {
+        std::fprintf(stderr, "vireo-datagen: cannot create %s: %s\n", o.out.c_str(),
+                     std::strerror(errno));
+        return 1;
+    }
+
+    SensorConfig sensor;
+    sensor.columns = o.columns;
+    sensor.rows = o.rows;
+    sensor.noise = o.noise;
+    sensor.shading = o.shading;
+    std::vector<Module> modules;
+    for (int m = 0; m < o.modules; ++m) modules.push_back(MakeModule(o.seed, m, camera));
+
+    std::string truth = GroundTruthHeader();
+    for (const std::string& scene : o.scenes) {
+        const std::string dir = o.out + "/" + scene;
+        uint64_t sceneIndex = 0;
+        while (scene != kSceneNames[sceneIndex]) ++sceneIndex;
+        if (!MakeDir(dir)) {
+            std::fprintf(stderr, "vireo-datagen: cannot create %s: %s\n", dir.c_str(),
+                         std::strerror(errno));
+            return 1;
+        }
+        for (int k = 0; k < o.samples; ++k) {
+            const SceneInstance instance = MakeScene(scene, k, o.seed);
+            Random pick(o.seed, {0x756e6974ull, sceneIndex, static_cast<uint64_t>(k)});
+            const Module& module = modules[static_cast<std::size_t>(pick.Index(o.modules))];
+            Random noise(o.seed, {0x6e6f697365ull, sceneIndex, static_cast<uint64_t>(k)});
+            const Capture cap = Simulate(instance, camera, module, sensor, noise);
+
+            char file[32];
+            std::snprintf(file, sizeof file, "sample_%04d.txt", k + 1);
+            if (!WriteSampleFile(dir + "/" + file, cap, sensor, module)) {
+                std::fprintf(stderr, "vireo-datagen: cannot write %s/%s\n", dir.c_str(), file);
+                return 1;
+            }
+            TruthRow row;
+            row.path = scene + "/" + file;
+            row.scene = scene;
+            row.illuminant = instance.truth.name;
+            row.kind = LightKindName(instance.truth.kind);
+            row.cct = instance.truth.cct;
+            row.duv = instance.truth.duv;
+            row.whiteRG = cap.whiteRG;
+            row.whiteBG = cap.whiteBG;
+            row.gainR = 1.0 / cap.whiteRG;
+            row.gainG = 1.0;
+            row.gainB = 1.0 / cap.whiteBG;
+            row.lux = instance.lux;
+            row.luxIndex = std::round(LuxIndexOf(instance.lux) * 10.0) / 10.0;
+            row.module = module.id;
+            truth += FormatTruthRow(row);
+        }
+        if (!o.quiet) std::printf("%-10s %d samples\n", scene.c_str(), o.samples);
+        std::fflush(stdout);
+    }
+
+    const std::string truthPath = o.out + "/" + kGroundTruthFile;
+    std::FILE* f = std::fopen(truthPath.c_str(), "w");
+    if (f == nullptr || std::fwrite(truth.data(), 1, truth.size(), f) != truth.size() ||
+        std::fclose(f) != 0) {
+        std::fprintf(stderr, "vireo-datagen: cannot write %s\n", truthPath.c_str());
+        return 1;
+    }
+    if (!o.quiet)
+        std::printf("wrote %zu samples of camera \"%s\" to %s\n", o.scenes.size() * o.samples,
+                    camera.name.c_str(), o.out.c_str());
+    return 0;
+}

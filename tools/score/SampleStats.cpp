@@ -1,0 +1,68 @@
+#include "SampleStats.h"
+
+#include <cmath>
+#include <cstdint>
+#include <vector>
+
+#include "SampleReaders.h"
+
+namespace Vireo::Score {
+
+bool LoadSample(const std::string& path, SampleStats& sample, std::string& error) {
+    std::vector<char> buffer(path.begin(), path.end());
+    buffer.push_back('\0');
+    sample = SampleStats{};
+    if (ParseBGStatsInfo(buffer.data(), &sample.header) != 0) {
+        error = "cannot read the statistics header of " + path;
+        return false;
+    }
+    const int32_t total = sample.header.totalRegionCount;
+    if (total <= 0 || total > 1 << 20 ||
+        total != sample.header.horizontalRegionCount * sample.header.verticalRegionCount) {
+        error = path + ": region counts disagree";
+        return false;
+    }
+    sample.regions.assign(static_cast<std::size_t>(total), StatsBayerGridChannelInfoS{});
+    if (ParseBGChannelInfo(buffer.data(), total, sample.regions.data()) != 0) {
+        error = "cannot read the channel section of " + path;
+        return false;
+    }
+    for (float& f : sample.calibration.moduleCalibrationFactors) f = 1.0f;
+    if (ParseCalibrationInfo(buffer.data(), &sample.calibration) != 0) {
+        error = "cannot read the calibration section of " + path;
+        return false;
+    }
+    return true;
+}
+
+bool UsableRegionMeans(const SampleStats& sample, std::size_t region, RegionMeans& m) {
+    const StatsBayerGridChannelInfoS& s = sample.regions[region];
+    if (s.rCount == 0 || s.bCount == 0 || (s.grCount == 0 && s.gbCount == 0)) return false;
+    const int bits =
+        sample.header.bitDepth >= 1 && sample.header.bitDepth <= 24 ? sample.header.bitDepth : 10;
+    const double full = std::ldexp(1.0, bits) - 1.0;
+    m.r = static_cast<double>(s.rSum) / s.rCount;
+    m.b = static_cast<double>(s.bSum) / s.bCount;
+    double g = 0.0;
+    int greens = 0;
+    if (s.grCount != 0) g += static_cast<double>(s.grSum) / s.grCount, ++greens;
+    if (s.gbCount != 0) g += static_cast<double>(s.gbSum) / s.gbCount, ++greens;
+    m.g = g / greens;
+    const double limit = 0.95 * full;
+    return m.r < limit && m.g < limit && m.b < limit && m.g >= 0.01 * full;
+}
+
+bool GreyWorldWhite(const SampleStats& sample, double& rOverG, double& bOverG) {
+    double r = 0.0, g = 0.0, b = 0.0;
+    for (std::size_t i = 0; i < sample.regions.size(); ++i) {
+        RegionMeans m;
+        if (!UsableRegionMeans(sample, i, m)) continue;
+        r += m.r, g += m.g, b += m.b;
+    }
+    if (g <= 0.0) return false;
+    rOverG = r / g;
+    bOverG = b / g;
+    return true;
+}
+
+}  // namespace Vireo::Score

@@ -1,0 +1,255 @@
+// vireo-score: scores the driver's results file against a data set's ground
+// truth, per scene and overall, optionally next to plain grey world, and
+// fails when the errors exceed the limits given on the command line.
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "GroundTruth.h"
+#include "Metrics.h"
+#include "Results.h"
+#include "SampleStats.h"
+#include "Scenes.h"
+
+namespace {
+
+using namespace Vireo;
+
+constexpr const char* kUsage =
+    "usage: vireo-score --results FILE --truth FILE [options]\n"
+    "  --results FILE        the driver's awbSimulationOutput.txt\n"
+    "  --truth FILE          the data set's ground_truth.csv\n"
+    "  --data DIR            the data set folder: also score plain grey world on it\n"
+    "  --csv                 CSV instead of the table\n"
+    "  --max-mean DEG        fail when the overall mean angular error exceeds DEG\n"
+    "  --max-median DEG      ... the overall median\n"
+    "  --max-worst25 DEG     ... the overall mean of the worst 25 %\n"
+    "  --max-mired M         ... the overall mean CCT error in mired\n"
+    "  --beat-grey-world     fail when grey world's median is lower on any scene (needs --data)\n"
+    "exit status: 0 within limits, 1 a limit exceeded or a sample without a result,\n"
+    "2 bad usage or input\n";
+
+struct Options {
+    std::string results, truth, data;
+    bool csv = false, beatGreyWorld = false;
+    double maxMean = -1, maxMedian = -1, maxWorst25 = -1, maxMired = -1;
+};
+
+struct Scores {
+    std::vector<double> angle, mired, greyAngle;
+    int missing = 0;
+};
+
+bool ParseLimit(const char* text, double& value) {
+    char* end = nullptr;
+    value = std::strtod(text, &end);
+    return end != text && *end == '\0' && value >= 0.0;
+}
+
+int ParseArgs(int argc, char** argv, Options& o) {
+    for (int i = 1; i < argc; ++i) {
+        const std::string a = argv[i];
+        const bool hasValue = i + 1 < argc;
+        if (a == "--help" || a == "-h") {
+            std::fputs(kUsage, stdout);
+            return 3;
+        } else if (a == "--results" && hasValue) {
+            o.results = argv[++i];
+        } else if (a == "--truth" && hasValue) {
+            o.truth = argv[++i];
+        } else if (a == "--data" && hasValue) {
+            o.data = argv[++i];
+        } else if (a == "--csv") {
+            o.csv = true;
+        } else if (a == "--beat-grey-world") {
+            o.beatGreyWorld = true;
+        } else if (a == "--max-mean" && hasValue && ParseLimit(argv[i + 1], o.maxMean)) {
+            ++i;
+        } else if (a == "--max-median" && hasValue && ParseLimit(argv[i + 1], o.maxMedian)) {
+            ++i;
+        } else if (a == "--max-worst25" && hasValue && ParseLimit(argv[i + 1], o.maxWorst25)) {
+            ++i;
+        } else if (a == "--max-mired" && hasValue && ParseLimit(argv[i + 1], o.maxMired)) {
+            ++i;
+        } else {
+            std::fprintf(stderr, "vireo-score: bad argument %s\n%s", a.c_str(), kUsage);
+            return 2;
+        }
+    }
+    if (o.results.empty() || o.truth.empty() || (o.beatGreyWorld && o.data.empty())) {
+        std::fprintf(
+            stderr, "vireo-score: --results and --truth are required%s\n%s",
+            o.beatGreyWorld && o.data.empty() ? " (and --data with --beat-grey-world)" : "",
+            kUsage);
+        return 2;
+    }
+    return 0;
+}
+
+std::string Fixed(double v, int decimals = 2) {
+    char buf[32];
+    std::snprintf(buf, sizeof buf, "%.*f", decimals, v);
+    return buf;
+}
+
+void PrintTable(const std::vector<std::string>& order, const std::map<std::string, Scores>& byScene,
+                bool withGrey) {
+    std::printf("%-10s %4s %7s %7s %7s %7s %7s %7s", "scene", "n", "mean", "median", "trimean",
+                "best25", "worst25", "mired");
+    if (withGrey) std::printf("  | %-7s %7s %7s", "GW mean", "median", "worst25");
+    std::printf("\n");
+    for (const std::string& scene : order) {
+        const Scores& s = byScene.at(scene);
+        const Score::Summary a = Score::Summarise(s.angle), m = Score::Summarise(s.mired);
+        std::printf("%-10s %4d %7s %7s %7s %7s %7s %7s", scene.c_str(), a.count,
+                    Fixed(a.mean).c_str(), Fixed(a.median).c_str(), Fixed(a.trimean).c_str(),
+                    Fixed(a.best25).c_str(), Fixed(a.worst25).c_str(), Fixed(m.mean, 1).c_str());
+        if (withGrey) {
+            const Score::Summary g = Score::Summarise(s.greyAngle);
+            std::printf("  | %7s %7s %7s", Fixed(g.mean).c_str(), Fixed(g.median).c_str(),
+                        Fixed(g.worst25).c_str());
+        }
+        if (s.missing > 0) std::printf("  (%d without result)", s.missing);
+        std::printf("\n");
+    }
+    std::printf("angular errors in degrees; mired: mean CCT error%s\n",
+                withGrey ? "; GW: plain grey world on the same statistics" : "");
+}
+
+void PrintCsv(const std::vector<std::string>& order, const std::map<std::string, Scores>& byScene,
+              bool withGrey) {
+    std::printf("scene,method,n,mean,median,trimean,best25,worst25,mired_mean,missing\n");
+    for (const std::string& scene : order) {
+        const Scores& s = byScene.at(scene);
+        const Score::Summary a = Score::Summarise(s.angle), m = Score::Summarise(s.mired);
+        std::printf("%s,awb,%d,%.4f,%.4f,%.4f,%.4f,%.4f,%.3f,%d\n", scene.c_str(), a.count, a.mean,
+                    a.median, a.trimean, a.best25, a.worst25, m.mean, s.missing);
+        if (withGrey) {
+            const Score::Summary g = Score::Summarise(s.greyAngle);
+            std::printf("%s,grey_world,%d,%.4f,%.4f,%.4f,%.4f,%.4f,,0\n", scene.c_str(), g.count,
+                        g.mean, g.median, g.trimean, g.best25, g.worst25);
+        }
+    }
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    Options o;
+    if (const int rc = ParseArgs(argc, argv, o); rc != 0) return rc == 3 ? 0 : 2;
+
+    std::vector<Datagen::TruthRow> truth;
+    std::string error;
+    if (!Datagen::ReadGroundTruth(o.truth, truth, error)) {
+        std::fprintf(stderr, "vireo-score: %s\n", error.c_str());
+        return 2;
+    }
+    std::ifstream in(o.results);
+    std::vector<Score::ResultRecord> results;
+    if (!in) {
+        std::fprintf(stderr, "vireo-score: cannot open %s\n", o.results.c_str());
+        return 2;
+    }
+    if (!Score::ReadResults(in, results, error)) {
+        std::fprintf(stderr, "vireo-score: %s: %s\n", o.results.c_str(), error.c_str());
+        return 2;
+    }
+
+    // Results are matched by scene folder and file name: the driver's
+    // record path starts with whatever data folder it was given.
+    std::map<std::string, const Score::ResultRecord*> byKey;
+    for (const auto& r : results) byKey[r.scene + "/" + r.file] = &r;
+
+    std::vector<std::string> order;
+    for (const char* s : Datagen::kSceneNames) order.push_back(s);
+    std::map<std::string, Scores> byScene;
+    Scores overall;
+    int matched = 0;
+    for (const auto& t : truth) {
+        if (!byScene.count(t.scene)) {
+            byScene[t.scene];
+            bool known = false;
+            for (const auto& s : order) known = known || s == t.scene;
+            if (!known) order.push_back(t.scene);
+        }
+        Scores& s = byScene[t.scene];
+        const auto it = byKey.find(t.scene + "/" + t.File());
+        if (it == byKey.end()) {
+            ++s.missing, ++overall.missing;
+        } else {
+            ++matched;
+            const Score::ResultRecord& r = *it->second;
+            const double angle =
+                Score::AngularErrorFromGains(r.rGain, r.gGain, r.bGain, t.whiteRG, t.whiteBG);
+            const double mired = Score::MiredError(r.cct, t.cct);
+            s.angle.push_back(angle), overall.angle.push_back(angle);
+            s.mired.push_back(mired), overall.mired.push_back(mired);
+        }
+        if (!o.data.empty()) {
+            Score::SampleStats sample;
+            double rg = 0, bg = 0;
+            if (!Score::LoadSample(o.data + "/" + t.path, sample, error)) {
+                std::fprintf(stderr, "vireo-score: %s\n", error.c_str());
+                return 2;
+            }
+            const double angle = Score::GreyWorldWhite(sample, rg, bg)
+                                     ? Score::AngularError(rg, bg, t.whiteRG, t.whiteBG)
+                                     : 180.0;
+            s.greyAngle.push_back(angle), overall.greyAngle.push_back(angle);
+        }
+    }
+    std::vector<std::string> shown;
+    for (const auto& s : order)
+        if (byScene.count(s)) shown.push_back(s);
+    byScene["overall"] = overall;
+    shown.push_back("overall");
+
+    if (matched == 0) {
+        std::fprintf(stderr, "vireo-score: no result of %s matches a sample of %s\n",
+                     o.results.c_str(), o.truth.c_str());
+        return 2;
+    }
+    const bool withGrey = !o.data.empty();
+    if (o.csv)
+        PrintCsv(shown, byScene, withGrey);
+    else
+        PrintTable(shown, byScene, withGrey);
+
+    // Gates.
+    int status = 0;
+    const Score::Summary a = Score::Summarise(overall.angle), m = Score::Summarise(overall.mired);
+    auto gate = [&](double limit, double value, const char* what) {
+        if (limit >= 0.0 && !(value <= limit)) {
+            std::fprintf(stderr, "vireo-score: overall %s %.3f exceeds the limit %.3f\n", what,
+                         value, limit);
+            status = 1;
+        }
+    };
+    gate(o.maxMean, a.mean, "mean angular error");
+    gate(o.maxMedian, a.median, "median angular error");
+    gate(o.maxWorst25, a.worst25, "worst-25% angular error");
+    gate(o.maxMired, m.mean, "mean mired error");
+    if (overall.missing > 0) {
+        std::fprintf(stderr, "vireo-score: %d samples of the ground truth have no result\n",
+                     overall.missing);
+        status = 1;
+    }
+    if (o.beatGreyWorld) {
+        for (const auto& scene : shown) {
+            const Scores& s = byScene[scene];
+            const double mine = Score::Summarise(s.angle).median,
+                         grey = Score::Summarise(s.greyAngle).median;
+            if (!(mine < grey)) {
+                std::fprintf(stderr,
+                             "vireo-score: %s: median %.3f does not beat grey world's %.3f\n",
+                             scene.c_str(), mine, grey);
+                status = 1;
+            }
+        }
+    }
+    return status;
+}
