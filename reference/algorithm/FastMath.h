@@ -12,9 +12,10 @@ namespace Vireo {
 namespace Awb {
 
 // Natural logarithm of a positive, normal float (anything else gives a
-// finite but meaningless number): x = m * 2^e with m in
-// [sqrt(1/2), sqrt(2)), ln m from the atanh series in t = (m-1)/(m+1),
-// |t| <= 0.172, truncated after t^7 (error below 3e-8).
+// finite but meaningless number): x = m * 2^e with m in [sqrt(1/2),
+// sqrt(2)), and ln m from a degree-7 polynomial in m - 1 fitted at
+// Chebyshev nodes (error below 3e-7). No division and no branch, so loops
+// over arrays vectorise well.
 inline float FastLn(float x) {
     uint32_t bits;
     std::memcpy(&bits, &x, sizeof bits);
@@ -22,15 +23,20 @@ inline float FastLn(float x) {
     bits = (bits & 0x007FFFFFu) | 0x3F800000u;
     float m;
     std::memcpy(&m, &bits, sizeof m);
-    // Selects rather than a branch, so loops over arrays vectorise.
     const bool high = m > 1.41421356f;
     const float half = 0.5f * m;
     m = high ? half : m;
     exponent += high ? 1 : 0;
-    const float t = (m - 1.0f) / (m + 1.0f);
-    const float t2 = t * t;
-    const float series = 1.0f + t2 * (1.0f / 3 + t2 * (1.0f / 5 + t2 * (1.0f / 7)));
-    return static_cast<float>(exponent) * 0.693147181f + 2.0f * t * series;
+    const float f = m - 1.0f;
+    float p = 0.113242185f;
+    p = p * f - 0.18732522f;
+    p = p * f + 0.206900397f;
+    p = p * f - 0.249028028f;
+    p = p * f + 0.332982997f;
+    p = p * f - 0.500014284f;
+    p = p * f + 1.00000422f;
+    p = p * f + 3.59022929e-08f;
+    return static_cast<float>(exponent) * 0.693147181f + p;
 }
 
 // exp(-x) for x >= 0 (anything above 80 gives about 0): 2^(-x log2 e)

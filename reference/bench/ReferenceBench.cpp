@@ -186,7 +186,8 @@ int main(int argc, char** argv) {
     const auto decide = reporter.perIteration.find("BM_WrapperAndAlgorithm");
     if (read == reporter.perIteration.end() || decide == reporter.perIteration.end()) return 0;
     const double ratio = decide->second / read->second;
-    std::printf("best of each: reading %.1f us, wrapper + algorithm %.1f us, ratio %.4f (limit 0.1)\n",
-                read->second * 1e6, decide->second * 1e6, ratio);
+    std::printf(
+        "best of each: reading %.1f us, wrapper + algorithm %.1f us, ratio %.4f (limit 0.1)\n",
+        read->second * 1e6, decide->second * 1e6, ratio);
     return ratio < 0.1 ? 0 : 1;
 }
