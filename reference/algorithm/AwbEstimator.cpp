@@ -58,39 +58,153 @@ void SetWhiteNearCurve(const Estimator& e, float s, float offset, float rFactor,
              rFactor, bFactor, result);
 }
 
-// Spreads a vote over the two nearest search bins, so the position keeps
-// its sub-bin part.
-void AddVote(std::vector<float>* votes, float position, float weight) {
-    const int last = static_cast<int>(votes->size()) - 1;
+// Spreads a vote over the two nearest bins, so the position keeps its
+// sub-bin part; position is in bins and clamped to the array. The offset,
+// which only feeds a mean across the curve, goes whole to the lower bin.
+inline void AddVote(VoteLanes* bins, int last, int lane, float position, float weight,
+                    float offset) {
     const float clamped = std::clamp(position, 0.0f, static_cast<float>(last));
-    const int low = std::min(static_cast<int>(clamped), last);
+    const int low = std::min(static_cast<int>(clamped), last - 1);
     const float high = clamped - static_cast<float>(low);
-    (*votes)[low] += weight * (1.0f - high);
-    if (low < last) (*votes)[low + 1] += weight * high;
+    bins[low].weight[lane] += weight * (1.0f - high);
+    bins[low].offset[lane] += offset;
+    bins[low + 1].weight[lane] += weight * high;
 }
 
-void BayesSearch(Estimator* e, float outdoor, uint32_t validCount, float rFactor, float bFactor,
-                 VireoAwbResult* result) {
-    const Tuning::TuningParams& p = e->params;
-    std::fill(e->votes.begin(), e->votes.end(), 0.0f);
-    const float invBin = e->binWidth > 0.0f ? 1.0f / e->binWidth : 0.0f;
-    for (size_t i = 0; i < e->greyS.size(); ++i) {
-        AddVote(&e->votes, e->greyS[i] * invBin, e->greyWeight[i]);
+// One moving average of odd width over two arrays at once, through running
+// sums (two independent chains of additions run side by side). The vote
+// arrays carry empty margins wider than three passes reach, so no window is
+// ever cut short and a peak at the curve's end stays there.
+void BoxFilter(int width, std::vector<float>* a, std::vector<float>* b,
+               std::vector<float>* scratchA, std::vector<float>* scratchB) {
+    const int n = static_cast<int>(a->size());
+    const int half = width / 2;
+    const float inverse = 1.0f / static_cast<float>(width);
+    const float* inA = a->data();
+    const float* inB = b->data();
+    float* outA = scratchA->data();
+    float* outB = scratchB->data();
+    float sumA = 0.0f;
+    float sumB = 0.0f;
+    for (int i = 0; i < std::min(half, n); ++i) {
+        sumA += inA[i];
+        sumB += inB[i];
     }
-    const int reach = static_cast<int>(e->alongKernel.size()) - 1;
-    const float floor = p.likelihoodFloor;
-    const float scale = 1.0f / static_cast<float>(validCount);
-    int best = 0;
-    for (int j = 0; j < kSearchBins; ++j) {
-        float likelihood = 0.0f;
-        const int from = std::max(0, j - reach);
-        const int to = std::min(kSearchBins - 1, j + reach);
-        for (int b = from; b <= to; ++b) {
-            likelihood += e->votes[b] * e->alongKernel[std::abs(b - j)];
+    for (int j = 0; j < n; ++j) {
+        if (j + half < n) {
+            sumA += inA[j + half];
+            sumB += inB[j + half];
         }
+        if (j - half - 1 >= 0) {
+            sumA -= inA[j - half - 1];
+            sumB -= inB[j - half - 1];
+        }
+        outA[j] = sumA * inverse;
+        outB[j] = sumB * inverse;
+    }
+    a->swap(*scratchA);
+    b->swap(*scratchB);
+}
+
+// Pass 1: means and selection of every region, into the scratch arrays.
+// Returns how many regions are selected.
+uint32_t SelectAll(Estimator* e, const VireoAwbFrame& frame, int32_t count) {
+    const ChannelMeans means{e->meanR.data(), e->meanGr.data(), e->meanGb.data(), e->meanB.data(),
+                             e->greenShare.data()};
+    ReadMeans(frame.regions, count, means);
+    return SelectMeans(means, count, MakeLimits(frame, e->params), e->meanG.data(),
+                       e->selected.data());
+}
+
+// The grey-world average of the selected regions, in the log-chromaticity
+// plane of the golden module.
+void GreyWorld(const Estimator& e, int32_t count, float lnRFactor, float lnBFactor, float* u,
+               float* v) {
+    double sumR = 0.0;
+    double sumG = 0.0;
+    double sumB = 0.0;
+    for (int32_t i = 0; i < count; ++i) {
+        if (e.selected[i] == 0.0f) continue;
+        sumR += e.meanR[i];
+        sumG += e.meanG[i];
+        sumB += e.meanB[i];
+    }
+    *u = static_cast<float>(std::log(sumR / sumG)) - lnRFactor;
+    *v = static_cast<float>(std::log(sumB / sumG)) - lnBFactor;
+}
+
+// Passes 2 to 4 over all regions: log chromaticity, place relative to the
+// curve, vote weight (0 outside the grey zone and for regions not
+// selected). Straight loops over arrays, so they run several regions per
+// instruction. Returns how many selected regions are in the grey zone.
+uint32_t WeighAll(Estimator* e, int32_t count, float lnRFactor, float lnBFactor) {
+    const Tuning::TuningParams& p = e->params;
+    float* u = e->u.data();
+    float* v = e->v.data();
+    const float* r = e->meanR.data();
+    const float* g = e->meanG.data();
+    const float* b = e->meanB.data();
+    const float* selected = e->selected.data();
+    const uint32_t n = static_cast<uint32_t>(count);
+    const uint32_t padded = (n + 3) / 4 * 4;
+    for (uint32_t i = 0; i < n; ++i) {
+        const float inverseG = 1.0f / g[i];
+        u[i] = FastLn(r[i] * inverseG) - lnRFactor;
+        v[i] = FastLn(b[i] * inverseG) - lnBFactor;
+    }
+    for (uint32_t i = n; i < padded; ++i) u[i] = v[i] = 0.0f;
+    float* squared = e->squared.data();
+    float* side = e->side.data();
+    ProjectAll(e->curve, u, v, padded, e->along.data(), squared, side);
+    const float widthSquared = p.greyZoneWidth * p.greyZoneWidth;
+    const float inv2Sigma2 = 0.5f / (p.likelihoodSigma * p.likelihoodSigma);
+    float* weight = e->weight.data();
+    uint32_t grey = 0;
+    for (uint32_t i = 0; i < n; ++i) {
+        const bool inside = (squared[i] <= widthSquared) & (selected[i] != 0.0f);
+        const float w = FastNegExp(squared[i] * inv2Sigma2);
+        weight[i] = inside ? w : 0.0f;
+        // From here on the side holds the signed distance itself.
+        const float distance = std::sqrt(squared[i]);
+        side[i] = side[i] >= 0.0f ? distance : -distance;
+        grey += inside ? 1u : 0u;
+    }
+    return grey;
+}
+
+void BayesSearch(Estimator* e, float outdoor, int32_t count, uint32_t valid, float rFactor,
+                 float bFactor, VireoAwbResult* result) {
+    const Tuning::TuningParams& p = e->params;
+    std::fill(e->lanes.begin(), e->lanes.end(), VoteLanes{});
+    const float invBin = e->binWidth > 0.0f ? 1.0f / e->binWidth : 0.0f;
+    const int last = static_cast<int>(e->lanes.size()) - 1;
+    const float margin = static_cast<float>(e->margin);
+    for (int32_t i = 0; i < count; ++i) {
+        const float w = e->weight[i];
+        if (w == 0.0f) continue;
+        AddVote(e->lanes.data(), last, static_cast<int>(i & 3u), margin + e->along[i] * invBin, w,
+                w * e->side[i]);
+    }
+    for (size_t j = 0; j < e->lanes.size(); ++j) {
+        const VoteLanes& lanes = e->lanes[j];
+        e->votes[j] = (lanes.weight[0] + lanes.weight[1]) + (lanes.weight[2] + lanes.weight[3]);
+        e->offsetVotes[j] =
+            (lanes.offset[0] + lanes.offset[1]) + (lanes.offset[2] + lanes.offset[3]);
+    }
+    for (int pass = 0; pass < 3; ++pass) {
+        BoxFilter(e->boxWidth, &e->votes, &e->offsetVotes, &e->filterScratch, &e->filterScratch2);
+    }
+    const float floor = p.likelihoodFloor;
+    const float scale = e->boxScale / static_cast<float>(valid);
+    const float* votes = e->votes.data() + e->margin;
+    for (int j = 0; j < kSearchBins; ++j) {
         const float lnPrior =
             outdoor * e->lnPriorOutdoor[j] + (1.0f - outdoor) * e->lnPriorIndoor[j];
-        e->posterior[j] = p.likelihoodStrength * std::log(likelihood * scale + floor) + lnPrior;
+        const float likelihood = std::max(votes[j], 0.0f) * scale;
+        e->posterior[j] = p.likelihoodStrength * FastLn(likelihood + floor) + lnPrior;
+    }
+    int best = 0;
+    for (int j = 1; j < kSearchBins; ++j) {
         if (e->posterior[j] > e->posterior[best]) best = j;
     }
     // A parabola through the peak and its neighbours places it between bins.
@@ -102,22 +216,15 @@ void BayesSearch(Estimator* e, float outdoor, uint32_t validCount, float rFactor
         const float curvature = y0 - 2.0f * y1 + y2;
         if (curvature < 0.0f) peak += std::clamp(0.5f * (y0 - y2) / curvature, -0.5f, 0.5f);
     }
-    const float s = peak * e->binWidth;
     result->posteriorPeak = e->posterior[best];
 
-    // Across the curve: the weighted mean distance of the regions that voted
-    // for this position (fluorescent and LED light sit off the locus).
-    const float inv2Sigma2 = 0.5f / (p.likelihoodSigma * p.likelihoodSigma);
-    double weightSum = 0.0;
-    double offsetSum = 0.0;
-    for (size_t i = 0; i < e->greyS.size(); ++i) {
-        const float along = e->greyS[i] - s;
-        const float w = e->greyWeight[i] * std::exp(-along * along * inv2Sigma2);
-        weightSum += w;
-        offsetSum += static_cast<double>(w) * e->greyDistance[i];
-    }
-    const float offset = weightSum > 1e-12 ? static_cast<float>(offsetSum / weightSum) : 0.0f;
-    SetWhiteNearCurve(*e, s, offset, rFactor, bFactor, result);
+    // Across the curve: the weighted mean signed distance of the regions
+    // that voted near the peak, smoothed like the votes (fluorescent and LED
+    // light sit off the locus).
+    const int bin = e->margin + static_cast<int>(std::lround(peak));
+    const float weightNear = e->votes[bin];
+    const float offset = weightNear > 1e-12f ? e->offsetVotes[bin] / weightNear : 0.0f;
+    SetWhiteNearCurve(*e, peak * e->binWidth, offset, rFactor, bFactor, result);
 }
 
 }  // namespace
@@ -125,6 +232,7 @@ void BayesSearch(Estimator* e, float outdoor, uint32_t validCount, float rFactor
 void InitEstimator(const Tuning::TuningParams& params, Estimator* e) {
     e->params = params;
     e->curve = BuildCurve(params.ctCurve);
+    IndexSegments(params.greyZoneWidth, &e->curve);
     e->binWidth = e->curve.length / static_cast<float>(kSearchBins - 1);
     e->lnPriorOutdoor.resize(kSearchBins);
     e->lnPriorIndoor.resize(kSearchBins);
@@ -133,15 +241,20 @@ void InitEstimator(const Tuning::TuningParams& params, Estimator* e) {
         e->lnPriorOutdoor[j] = std::log(PriorAt(params.priorOutdoor, mired));
         e->lnPriorIndoor[j] = std::log(PriorAt(params.priorIndoor, mired));
     }
+    // Three box filters of width w have the variance 3 (w^2 - 1) / 12.
     const float sigmaBins =
         e->binWidth > 0.0f ? params.likelihoodSigma / e->binWidth : static_cast<float>(kSearchBins);
-    const int reach = std::min(kSearchBins, static_cast<int>(std::ceil(4.0f * sigmaBins)) + 1);
-    e->alongKernel.resize(reach + 1);
-    for (int k = 0; k <= reach; ++k) {
-        const float x = static_cast<float>(k) / sigmaBins;
-        e->alongKernel[k] = std::exp(-0.5f * x * x);
-    }
-    e->votes.assign(kSearchBins, 0.0f);
+    int width = static_cast<int>(std::lround(std::sqrt(4.0f * sigmaBins * sigmaBins + 1.0f)));
+    width = std::clamp(width | 1, 1, 2 * kSearchBins + 1);
+    e->boxWidth = width;
+    const float sigmaBox = std::sqrt(0.25f * static_cast<float>(width * width - 1));
+    e->boxScale = width > 1 ? sigmaBox * 2.50662827f : 1.0f;  // sqrt(2 pi)
+    e->margin = 3 * (width / 2) + 1;
+    e->lanes.assign(kSearchBins + 2 * e->margin, VoteLanes{});
+    e->votes.assign(e->lanes.size(), 0.0f);
+    e->offsetVotes.assign(e->lanes.size(), 0.0f);
+    e->filterScratch.assign(e->lanes.size(), 0.0f);
+    e->filterScratch2.assign(e->lanes.size(), 0.0f);
     e->posterior.assign(kSearchBins, 0.0f);
 }
 
@@ -156,45 +269,29 @@ int Estimate(Estimator* e, const VireoAwbFrame& frame, VireoAwbResult* result) {
     result->outdoorWeight = OutdoorWeight(p, frame.luxIndex);
     const bool usable = frame.regions != nullptr || frame.regionCount <= 0;
     const int32_t count = usable ? std::max<int32_t>(frame.regionCount, 0) : 0;
-
-    const SelectionLimits limits = MakeLimits(frame, p);
     const float lnRFactor = std::log(rFactor);
     const float lnBFactor = std::log(bFactor);
-    const float inv2Sigma2 = 0.5f / (p.likelihoodSigma * p.likelihoodSigma);
-    e->greyS.clear();
-    e->greyDistance.clear();
-    e->greyWeight.clear();
-    double sumR = 0.0;
-    double sumG = 0.0;
-    double sumB = 0.0;
-    uint32_t valid = 0;
-    for (int32_t i = 0; i < count; ++i) {
-        RegionMeans means;
-        if (!SelectRegion(frame.regions[i], limits, &means)) continue;
-        ++valid;
-        sumR += means.r;
-        sumG += means.g;
-        sumB += means.b;
-        if (p.mode != Tuning::AwbMode::Bayes) continue;
-        const float u = std::log(means.r / means.g) - lnRFactor;
-        const float v = std::log(means.b / means.g) - lnBFactor;
-        const CurvePosition position = Project(e->curve, u, v);
-        if (std::fabs(position.distance) > p.greyZoneWidth) continue;
-        e->greyS.push_back(position.s);
-        e->greyDistance.push_back(position.distance);
-        e->greyWeight.push_back(std::exp(-position.distance * position.distance * inv2Sigma2));
-    }
-    result->validRegionCount = valid;
-    result->greyRegionCount = static_cast<uint32_t>(e->greyS.size());
 
+    // Room for the vector passes, which work four regions at a time.
+    const size_t room = (static_cast<size_t>(count) + 3) / 4 * 4;
+    if (e->meanR.size() < room) {
+        for (std::vector<float>* scratch :
+             {&e->meanR, &e->meanGr, &e->meanGb, &e->meanB, &e->greenShare, &e->meanG, &e->selected,
+              &e->u, &e->v, &e->along, &e->squared, &e->side, &e->weight}) {
+            scratch->resize(room);
+        }
+    }
+    const uint32_t valid = SelectAll(e, frame, count);
+    result->validRegionCount = valid;
     if (valid == 0) {
         result->flags |= VIREO_AWB_FLAG_DEFAULT_ILLUMINANT;
         SetWhiteNearCurve(*e, PositionOfCt(e->curve, p.defaultCt), 0.0f, rFactor, bFactor, result);
         return usable ? 0 : -1;
     }
-    const float greyU = static_cast<float>(std::log(sumR / sumG)) - lnRFactor;
-    const float greyV = static_cast<float>(std::log(sumB / sumG)) - lnBFactor;
+    float greyU;
+    float greyV;
     if (p.mode == Tuning::AwbMode::GreyWorld) {
+        GreyWorld(*e, count, lnRFactor, lnBFactor, &greyU, &greyV);
         result->flags |= VIREO_AWB_FLAG_GREY_WORLD_MODE;
         // Gains straight from the average; the CCT from its nearest curve point.
         const CurvePosition position = Project(e->curve, greyU, greyV);
@@ -202,13 +299,15 @@ int Estimate(Estimator* e, const VireoAwbFrame& frame, VireoAwbResult* result) {
         SetWhite(greyU, greyV, PointAt(e->curve, position.s).mired, rFactor, bFactor, result);
         return 0;
     }
-    if (e->greyS.empty()) {
+    result->greyRegionCount = WeighAll(e, count, lnRFactor, lnBFactor);
+    if (result->greyRegionCount == 0) {
         result->flags |= VIREO_AWB_FLAG_NO_GREY_REGION;
+        GreyWorld(*e, count, lnRFactor, lnBFactor, &greyU, &greyV);
         const CurvePosition position = Project(e->curve, greyU, greyV);
         SetWhiteNearCurve(*e, position.s, position.distance, rFactor, bFactor, result);
         return 0;
     }
-    BayesSearch(e, result->outdoorWeight, valid, rFactor, bFactor, result);
+    BayesSearch(e, result->outdoorWeight, count, valid, rFactor, bFactor, result);
     return 0;
 }
 

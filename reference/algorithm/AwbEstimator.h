@@ -7,15 +7,25 @@
 #include <vector>
 
 #include "CtCurve.h"
+#include "FastMath.h"
 #include "TuningParams.h"
 #include "vireo/ReferenceAwbApi.h"
 
 namespace Vireo {
 namespace Awb {
 
-// Positions searched along the curve; with typical curves about 0.003 log
-// units apart, well below the likelihood's width.
-inline constexpr int kSearchBins = 512;
+// Positions searched along the curve; with typical curves about 0.005 log
+// units apart, well below the likelihood's width (a parabola through the
+// peak's neighbours places it between them).
+inline constexpr int kSearchBins = 256;
+
+// Votes and votes times signed distance, per bin, in four lanes: region i
+// writes lane i % 4, so consecutive votes for the same bin do not wait for
+// each other's stores.
+struct VoteLanes {
+    float weight[4];
+    float offset[4];
+};
 
 struct Estimator {
     Tuning::TuningParams params;
@@ -23,12 +33,36 @@ struct Estimator {
     float binWidth = 0.0f;
     std::vector<float> lnPriorOutdoor;  // per search bin
     std::vector<float> lnPriorIndoor;
-    std::vector<float> alongKernel;  // Gaussian by bin offset
+    // The likelihood's smoothing along the curve: three box filters of this
+    // odd width (in bins) approximate the Gaussian, and the scale brings a
+    // lone vote's peak back to its weight.
+    int boxWidth = 1;
+    float boxScale = 1.0f;
+    int margin = 0;  // empty bins on each side of the vote array
     // Scratch reused from sample to sample, so a steady run allocates nothing.
-    std::vector<float> greyS;
-    std::vector<float> greyDistance;
-    std::vector<float> greyWeight;
+    // Per region: channel means, green mean, whether it is selected (1/0),
+    // log chromaticity, place along the curve, squared distance from it, the
+    // side it lies on, and its vote (0 outside the grey zone).
+    std::vector<float> meanR;
+    std::vector<float> meanGr;
+    std::vector<float> meanGb;
+    std::vector<float> meanB;
+    std::vector<float> greenShare;
+    std::vector<float> meanG;
+    std::vector<float> selected;
+    std::vector<float> u;
+    std::vector<float> v;
+    std::vector<float> along;
+    std::vector<float> squared;
+    std::vector<float> side;
+    std::vector<float> weight;
+    // Per search bin (with margins): the votes, and the votes times their
+    // signed distance from the curve.
     std::vector<float> votes;
+    std::vector<float> offsetVotes;
+    std::vector<float> filterScratch;  // the box filter's second buffers
+    std::vector<float> filterScratch2;
+    std::vector<VoteLanes> lanes;
     std::vector<float> posterior;
 };
 

@@ -32,38 +32,83 @@ CtCurve BuildCurve(const std::vector<Tuning::CurvePoint>& points) {
         curve.nodes.push_back(node);
     }
     curve.length = s;
-    return curve;
-}
-
-CurvePosition Project(const CtCurve& curve, float u, float v) {
-    CurvePosition best{0.0f, 0.0f};
-    float bestSquared = INFINITY;
     for (size_t k = 0; k + 1 < curve.nodes.size(); ++k) {
         const CurveNode& a = curve.nodes[k];
         const CurveNode& b = curve.nodes[k + 1];
-        const float du = b.u - a.u;
-        const float dv = b.v - a.v;
         const float length = b.s - a.s;
-        if (length < kDegenerateLength) continue;
-        const float t =
-            std::clamp(((u - a.u) * du + (v - a.v) * dv) / (length * length), 0.0f, 1.0f);
-        const float eu = u - (a.u + t * du);
-        const float ev = v - (a.v + t * dv);
-        const float squared = eu * eu + ev * ev;
-        if (squared < bestSquared) {
-            bestSquared = squared;
-            // Sign from the segment's normal (-dv, du); its magnitude is the
-            // true distance, also past the curve's ends.
-            const float side = (-dv * eu + du * ev) >= 0.0f ? 1.0f : -1.0f;
-            best = {a.s + t * length, side * std::sqrt(squared)};
+        const float inverse = length < kDegenerateLength ? 0.0f : 1.0f / (length * length);
+        const float unitU = length < kDegenerateLength ? 1.0f : (b.u - a.u) / length;
+        const float unitV = length < kDegenerateLength ? 0.0f : (b.v - a.v) / length;
+        curve.segments.push_back({a.u, a.v, b.u - a.u, b.v - a.v, inverse, a.s, length, unitU,
+                                  unitV, a.u * unitU + a.v * unitV, a.v * unitU - a.u * unitV});
+    }
+    CurveBand& band = curve.band;
+    const CurveNode& first = curve.nodes.front();
+    const CurveNode& last = curve.nodes.back();
+    const float chord = std::hypot(last.u - first.u, last.v - first.v);
+    band.originU = first.u;
+    band.originV = first.v;
+    band.unitU = chord < kDegenerateLength ? 1.0f : (last.u - first.u) / chord;
+    band.unitV = chord < kDegenerateLength ? 0.0f : (last.v - first.v) / chord;
+    band.alongMin = band.alongMax = band.acrossMin = band.acrossMax = 0.0f;
+    for (const CurveNode& node : curve.nodes) {
+        const float du = node.u - first.u;
+        const float dv = node.v - first.v;
+        const float x = du * band.unitU + dv * band.unitV;
+        const float y = dv * band.unitU - du * band.unitV;
+        band.alongMin = std::min(band.alongMin, x);
+        band.alongMax = std::max(band.alongMax, x);
+        band.acrossMin = std::min(band.acrossMin, y);
+        band.acrossMax = std::max(band.acrossMax, y);
+    }
+    return curve;
+}
+
+void IndexSegments(float reach, CtCurve* curve) {
+    constexpr int kSlices = 64;
+    SegmentIndex& index = curve->index;
+    const CurveBand& band = curve->band;
+    const auto chordOf = [&band](const CurveNode& node) {
+        return (node.u - band.originU) * band.unitU + (node.v - band.originV) * band.unitV;
+    };
+    index.reach = reach;
+    index.origin = band.alongMin - reach;
+    const float span = band.alongMax - band.alongMin + 2.0f * reach;
+    index.scale = span > 0.0f ? static_cast<float>(kSlices) / span : 0.0f;
+    index.first.assign(kSlices, 0);
+    index.last.assign(kSlices, 0);
+    const size_t segments = curve->segments.size();
+    for (int slice = 0; slice < kSlices; ++slice) {
+        // Every chord coordinate that may fall into this slice, widened by
+        // reach; the end slices also take what lies beyond the band.
+        const float sliceLow = slice == 0 ? -INFINITY : index.origin + slice / index.scale;
+        const float sliceHigh =
+            slice == kSlices - 1 ? INFINITY : index.origin + (slice + 1) / index.scale;
+        int first = static_cast<int>(segments);
+        int last = -1;
+        for (size_t k = 0; k < segments; ++k) {
+            const float a = chordOf(curve->nodes[k]);
+            const float b = chordOf(curve->nodes[k + 1]);
+            if (std::max(a, b) >= sliceLow - reach && std::min(a, b) <= sliceHigh + reach) {
+                first = std::min(first, static_cast<int>(k));
+                last = static_cast<int>(k);
+            }
         }
+        if (last < 0) {  // no segment near: any will do, the point is far
+            first = 0;
+            last = 0;
+        }
+        index.first[slice] = static_cast<uint8_t>(first);
+        index.last[slice] = static_cast<uint8_t>(last);
     }
-    if (bestSquared == INFINITY) {
-        // Every node in one place: distance to that point.
-        const CurveNode& a = curve.nodes.front();
-        best = {0.0f, std::hypot(u - a.u, v - a.v)};
+    // Monotone envelopes: first[s] = min over slices from s on, last[s] =
+    // max over slices up to s.
+    for (int slice = kSlices - 2; slice >= 0; --slice) {
+        index.first[slice] = std::min(index.first[slice], index.first[slice + 1]);
     }
-    return best;
+    for (int slice = 1; slice < kSlices; ++slice) {
+        index.last[slice] = std::max(index.last[slice], index.last[slice - 1]);
+    }
 }
 
 CurvePoint2 PointAt(const CtCurve& curve, float s) {

@@ -4,6 +4,10 @@
 #ifndef VIREO_REFERENCE_CT_CURVE_H
 #define VIREO_REFERENCE_CT_CURVE_H
 
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <cstring>
 #include <vector>
 
 #include "TuningParams.h"
@@ -18,9 +22,57 @@ struct CurveNode {
     float s;      // arc length from the first node
 };
 
+// A segment between two nodes, with what projecting onto it needs.
+struct CurveSegment {
+    float u;
+    float v;
+    float du;
+    float dv;
+    float inverseLengthSquared;  // 0 for a segment of no length
+    float s;                     // arc length at its start
+    float length;
+    // Unit direction ((1, 0) for a segment of no length, which then measures
+    // the distance to its single point), and where the start
+    // lies along it and across it: a point's coordinates in the segment's
+    // own frame are then two dot products.
+    float unitU;
+    float unitV;
+    float startAlong;
+    float startAcross;
+};
+
+// The chord from the first node to the last, and the band around it that
+// holds the whole curve: coordinates along and across the chord.
+struct CurveBand {
+    float originU = 0.0f;
+    float originV = 0.0f;
+    float unitU = 1.0f;
+    float unitV = 0.0f;
+    float alongMin = 0.0f;
+    float alongMax = 0.0f;
+    float acrossMin = 0.0f;
+    float acrossMax = 0.0f;
+};
+
+// For slices of the band along the chord, the segments that can hold the
+// nearest curve point of any point in the slice that lies within reach of
+// the curve (see IndexSegments). Neither first nor last ever falls
+// from one slice to the next, so for points spread over slices a to b the
+// segments first[a] to last[b] are enough.
+struct SegmentIndex {
+    float reach = INFINITY;  // INFINITY: not built, every segment is a candidate
+    float origin = 0.0f;     // chord coordinate where slice 0 starts
+    float scale = 0.0f;      // slices per unit of chord coordinate
+    std::vector<uint8_t> first;
+    std::vector<uint8_t> last;
+};
+
 struct CtCurve {
     std::vector<CurveNode> nodes;  // at least two
+    std::vector<CurveSegment> segments;
     float length = 0.0f;
+    CurveBand band;
+    SegmentIndex index;
 };
 
 // Where a chromaticity lies relative to the curve: the arc length of its
@@ -40,7 +92,111 @@ struct CurvePoint2 {
 };
 
 CtCurve BuildCurve(const std::vector<Tuning::CurvePoint>& points);
-CurvePosition Project(const CtCurve& curve, float u, float v);
+
+// Builds the curve's segment index for points within reach. A point P
+// within reach of the curve has its nearest curve point Q within reach, so
+// Q's chord coordinate lies within reach of P's; only the segments whose
+// chord span meets that interval can hold Q.
+void IndexSegments(float reach, CtCurve* curve);
+
+// Inline: it runs for every region of every sample.
+inline CurvePosition Project(const CtCurve& curve, float u, float v) {
+    float bestSquared = INFINITY;
+    float bestS = 0.0f;
+    float bestSide = 0.0f;
+    for (const CurveSegment& g : curve.segments) {
+        float t = ((u - g.u) * g.du + (v - g.v) * g.dv) * g.inverseLengthSquared;
+        t = t < 0.0f ? 0.0f : (t > 1.0f ? 1.0f : t);
+        const float eu = u - (g.u + t * g.du);
+        const float ev = v - (g.v + t * g.dv);
+        const float squared = eu * eu + ev * ev;
+        if (squared < bestSquared) {
+            bestSquared = squared;
+            bestS = g.s + t * g.length;
+            // The side from the segment's normal (-dv, du).
+            bestSide = -g.dv * eu + g.du * ev;
+        }
+    }
+    const float distance = std::sqrt(bestSquared);
+    return {bestS, bestSide >= 0.0f ? distance : -distance};
+}
+
+// Project for n points at once, into arrays: arc length, squared distance,
+// and a value whose sign is the side. Four points at a time in vector
+// registers (GCC/Clang vector extensions, so SSE and NEON alike); the arrays
+// must have room for n rounded up to a multiple of four.
+// Points farther than the index's reach get a squared distance above
+// reach^2, not necessarily the exact one.
+inline void ProjectAll(const CtCurve& curve, const float* u, const float* v, uint32_t n,
+                       float* along, float* squared, float* side) {
+    typedef float Float4 __attribute__((vector_size(16)));
+    typedef int32_t Int4 __attribute__((vector_size(16)));
+    const Float4 zero = {0.0f, 0.0f, 0.0f, 0.0f};
+    const CurveBand& band = curve.band;
+    const SegmentIndex& index = curve.index;
+    const float reach = index.reach;
+    const int slices = static_cast<int>(index.first.size());
+    for (uint32_t i = 0; i < n; i += 4) {
+        Float4 pu;
+        Float4 pv;
+        std::memcpy(&pu, u + i, sizeof pu);
+        std::memcpy(&pv, v + i, sizeof pv);
+        Float4 best = {INFINITY, INFINITY, INFINITY, INFINITY};
+        Float4 bestAlong = zero;
+        Float4 bestSide = zero;
+        // Four points all farther than reach from the band that holds the
+        // curve need no exact answer: coloured regions are cheap.
+        const Float4 du = pu - band.originU;
+        const Float4 dv = pv - band.originV;
+        const Float4 x = du * band.unitU + dv * band.unitV;
+        const Float4 y = dv * band.unitU - du * band.unitV;
+        const Int4 outside = (x < band.alongMin - reach) | (x > band.alongMax + reach) |
+                             (y < band.acrossMin - reach) | (y > band.acrossMax + reach);
+        int32_t lanes[4];
+        std::memcpy(lanes, &outside, sizeof lanes);
+        if ((lanes[0] & lanes[1] & lanes[2] & lanes[3]) != 0) {
+            std::memcpy(along + i, &bestAlong, sizeof bestAlong);
+            std::memcpy(squared + i, &best, sizeof best);
+            std::memcpy(side + i, &bestSide, sizeof bestSide);
+            continue;
+        }
+        // The candidate segments of the four points' slices.
+        size_t from = 0;
+        size_t to = curve.segments.size();
+        if (slices > 0) {
+            float chord[4];
+            std::memcpy(chord, &x, sizeof chord);
+            const float lowest =
+                std::min(std::min(chord[0], chord[1]), std::min(chord[2], chord[3]));
+            const float highest =
+                std::max(std::max(chord[0], chord[1]), std::max(chord[2], chord[3]));
+            const float top = static_cast<float>(slices - 1);
+            const float a = std::min(std::max((lowest - index.origin) * index.scale, 0.0f), top);
+            const float b = std::min(std::max((highest - index.origin) * index.scale, 0.0f), top);
+            from = index.first[static_cast<int>(a)];
+            to = static_cast<size_t>(index.last[static_cast<int>(b)]) + 1;
+        }
+        for (size_t k = from; k < to; ++k) {
+            const CurveSegment& g = curve.segments[k];
+            // In the segment's frame: x along it from its start, y across.
+            const Float4 x = pu * g.unitU + pv * g.unitV - g.startAlong;
+            const Float4 y = pv * g.unitU - pu * g.unitV - g.startAcross;
+            const Float4 length = zero + g.length;
+            Float4 onSegment = x < zero ? zero : x;
+            onSegment = onSegment > length ? length : onSegment;
+            const Float4 beyond = x - onSegment;
+            const Float4 candidate = beyond * beyond + y * y;
+            const auto closer = candidate < best;
+            bestAlong = closer ? g.s + onSegment : bestAlong;
+            bestSide = closer ? y : bestSide;
+            best = closer ? candidate : best;
+        }
+        std::memcpy(along + i, &bestAlong, sizeof bestAlong);
+        std::memcpy(squared + i, &best, sizeof best);
+        std::memcpy(side + i, &bestSide, sizeof bestSide);
+    }
+}
+
 // s is clamped to [0, length].
 CurvePoint2 PointAt(const CtCurve& curve, float s);
 // Arc length of the point whose CT is ct (clamped to the curve's range).

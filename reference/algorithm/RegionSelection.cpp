@@ -2,6 +2,9 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
 
 namespace Vireo {
 namespace Awb {
@@ -11,10 +14,6 @@ namespace {
 // Bit depths outside this range are not believable; 10 bits is the
 // statistics depth of the cameras this was made for.
 constexpr int kDefaultBitDepth = 10;
-
-float Mean(int64_t sum, uint16_t count) {
-    return static_cast<float>(static_cast<double>(sum) / count);
-}
 
 }  // namespace
 
@@ -34,25 +33,95 @@ SelectionLimits MakeLimits(const VireoAwbFrame& frame, const Tuning::TuningParam
     return limits;
 }
 
-bool SelectRegion(const VireoAwbRegion& region, const SelectionLimits& limits, RegionMeans* means) {
-    if (region.rCount == 0 || region.bCount == 0) return false;
-    const bool hasGr = region.grCount != 0;
-    const bool hasGb = region.gbCount != 0;
-    if (!hasGr && !hasGb) return false;
-    const float r = Mean(region.rSum, region.rCount);
-    const float b = Mean(region.bSum, region.bCount);
-    const float gr = hasGr ? Mean(region.grSum, region.grCount) : 0.0f;
-    const float gb = hasGb ? Mean(region.gbSum, region.gbCount) : 0.0f;
-    if (r >= limits.saturation[0] || (hasGr && gr >= limits.saturation[1]) ||
-        (hasGb && gb >= limits.saturation[2]) || b >= limits.saturation[3]) {
-        return false;
+namespace {
+
+// 1/count per channel (0 for no pixels), remembered: a grid's regions
+// nearly always share their pixel counts, so one comparison of the four
+// counts together replaces four divisions.
+static_assert(offsetof(VireoAwbRegion, gbCount) == offsetof(VireoAwbRegion, rCount) + 6,
+              "the four counts lie side by side");
+
+class CountReciprocals {
+public:
+    // In record order: R, B, GR, GB.
+    const float* For(const VireoAwbRegion& region) {
+        uint64_t counts;
+        std::memcpy(&counts, &region.rCount, sizeof counts);
+        if (counts != counts_) {
+            counts_ = counts;
+            const uint16_t each[4] = {region.rCount, region.bCount, region.grCount, region.gbCount};
+            for (int c = 0; c < 4; ++c) {
+                inverses_[c] = each[c] != 0 ? 1.0f / static_cast<float>(each[c]) : 0.0f;
+            }
+            const int greens = (region.grCount != 0 ? 1 : 0) + (region.gbCount != 0 ? 1 : 0);
+            const bool counted = region.rCount != 0 && region.bCount != 0 && greens > 0;
+            greenShare_ = counted ? 1.0f / static_cast<float>(greens) : 0.0f;
+        }
+        return inverses_;
     }
-    const float g = hasGr && hasGb ? 0.5f * (gr + gb) : (hasGr ? gr : gb);
-    // Ratios and logarithms follow: every mean must be positive, whatever
-    // the dark level is tuned to.
-    if (g < limits.darkGreen || !(g > 0.0f) || !(r > 0.0f) || !(b > 0.0f)) return false;
-    *means = {r, g, b};
-    return true;
+    // What each green channel's mean counts for in the green mean: 1/2 when
+    // both have pixels, 1 when one has; 0 for a region without R, B or
+    // green pixels.
+    float GreenShare() const { return greenShare_; }
+
+private:
+    uint64_t counts_ = 0;
+    float inverses_[4] = {0.0f, 0.0f, 0.0f, 0.0f};
+    float greenShare_ = 0.0f;
+};
+
+}  // namespace
+
+void ReadMeans(const VireoAwbRegion* regions, int32_t count, const ChannelMeans& means) {
+    CountReciprocals reciprocals;
+    for (int32_t i = 0; i < count; ++i) {
+        const VireoAwbRegion& region = regions[i];
+        const float* inverse = reciprocals.For(region);
+        means.r[i] = static_cast<float>(region.rSum) * inverse[0];
+        means.b[i] = static_cast<float>(region.bSum) * inverse[1];
+        means.gr[i] = static_cast<float>(region.grSum) * inverse[2];
+        means.gb[i] = static_cast<float>(region.gbSum) * inverse[3];
+        means.greenShare[i] = reciprocals.GreenShare();
+    }
+}
+
+namespace {
+
+// The selection proper, on plain arrays so the vectoriser sees them whole.
+void SelectArrays(const float* __restrict r, const float* __restrict gr, const float* __restrict gb,
+                  const float* __restrict b, const float* __restrict share, int32_t count,
+                  float satR, float satGr, float satGb, float satB, float darkGreen,
+                  float* __restrict g, float* __restrict chosen) {
+    for (int32_t i = 0; i < count; ++i) {
+        // A green channel without pixels reads 0 and has no share.
+        const float mean = (gr[i] + gb[i]) * share[i];
+        // A chain of float selects rather than of bools: this form the
+        // vectoriser takes.
+        float usable = share[i] > 0.0f ? 1.0f : 0.0f;
+        usable = r[i] < satR ? usable : 0.0f;
+        usable = gr[i] < satGr ? usable : 0.0f;
+        usable = gb[i] < satGb ? usable : 0.0f;
+        usable = b[i] < satB ? usable : 0.0f;
+        usable = mean >= darkGreen ? usable : 0.0f;
+        usable = r[i] > 0.0f ? usable : 0.0f;
+        usable = b[i] > 0.0f ? usable : 0.0f;
+        g[i] = usable != 0.0f ? mean : 1.0f;
+        chosen[i] = usable;
+    }
+}
+
+}  // namespace
+
+uint32_t SelectMeans(const ChannelMeans& means, int32_t count, const SelectionLimits& limits,
+                     float* green, float* selected) {
+    // A zero dark level still asks for a positive green mean.
+    const float darkGreen = std::max(limits.darkGreen, 1e-30f);
+    SelectArrays(means.r, means.gr, means.gb, means.b, means.greenShare, count,
+                 limits.saturation[0], limits.saturation[1], limits.saturation[2],
+                 limits.saturation[3], darkGreen, green, selected);
+    uint32_t total = 0;
+    for (int32_t i = 0; i < count; ++i) total += selected[i] != 0.0f ? 1u : 0u;
+    return total;
 }
 
 void ModuleFactors(const VireoAwbFrame& frame, float* rFactor, float* bFactor, bool* ignored) {

@@ -15,7 +15,7 @@ namespace {
 
 using VireoTest::TempDir;
 
-struct SampleSpec {
+struct SamplePlan {
     const char* scene;
     const char* name;
     Vireo::Testing::Illuminant seen;  // what this module's raw data shows for grey
@@ -34,10 +34,10 @@ constexpr const char kTuningYaml[] =
     "grey_zone_width: 0.1\n"
     "default_ct: 4000\n";
 
-std::string SampleFile(const SampleSpec& spec, int seed) {
+std::string SampleFile(const SamplePlan& plan, int seed) {
     const int columns = 16;
     const int rows = 12;
-    auto made = Vireo::Testing::MakeScene(columns * rows, spec.seen, {0.9f, 0.3f, 0.2f}, 0.5f,
+    auto made = Vireo::Testing::MakeScene(columns * rows, plan.seen, {0.9f, 0.3f, 0.2f}, 0.5f,
                                           0.01f, static_cast<uint32_t>(seed));
     VireoTest::SampleText text = VireoTest::MakeSample(columns * rows, seed);
     text.header[0] = "150";                    // lux index: outdoors
@@ -45,11 +45,11 @@ std::string SampleFile(const SampleSpec& spec, int seed) {
     text.header[3] = std::to_string(rows);     // vertical count
     text.calibration[0] = "1";
     for (int i = 0; i < 20; ++i) text.calibration[7 + i] = "1.0";
-    text.calibration[7] = std::to_string(spec.rFactor);
-    text.calibration[8] = std::to_string(spec.bFactor);
+    text.calibration[7] = std::to_string(plan.rFactor);
+    text.calibration[8] = std::to_string(plan.bFactor);
     for (size_t i = 0; i < made.size(); ++i) {
         const VireoAwbRegion& r = made[i];
-        if (spec.blank) {
+        if (plan.blank) {
             text.regions[i] = {"0", "0", "0", "0", "0", "0", "0", "0"};
             continue;
         }
@@ -90,7 +90,7 @@ TEST(ReferenceEndToEnd, DriverDecidesEverySampleOfTheSceneTree) {
         VIREO_TEST_TUNE_TOOL, {"compile", dir / "tuning.yaml", dir / "tuning.bin"}, dir.path());
     ASSERT_EQ(compiled.exitStatus, 0);
 
-    const SampleSpec samples[] = {
+    const SamplePlan samples[] = {
         {"ball", "sample_001.txt", {0.58f, 0.56f}, 1.0f, 1.0f, false, 5000},
         {"chart", "sample_001.txt", {0.85f, 0.36f}, 1.0f, 1.0f, false, 2850},
         {"chart", "sample_002.txt", {0.50f, 0.64f}, 1.0f, 1.0f, false, 6500},
@@ -99,10 +99,10 @@ TEST(ReferenceEndToEnd, DriverDecidesEverySampleOfTheSceneTree) {
         {"indoor_4", "sample_001.txt", {0.7f, 0.46f}, 1.0f, 1.0f, true, 4000},
     };
     int seed = 1;
-    for (const SampleSpec& spec : samples) {
-        VireoTest::MakeDirs(dir / "data" + "/" + spec.scene);
-        VireoTest::WriteFile(dir / "data" + "/" + spec.scene + "/" + spec.name,
-                             SampleFile(spec, seed++));
+    for (const SamplePlan& plan : samples) {
+        VireoTest::MakeDirs(dir / "data" + "/" + plan.scene);
+        VireoTest::WriteFile(dir / "data" + "/" + plan.scene + "/" + plan.name,
+                             SampleFile(plan, seed++));
     }
     VireoTest::WriteFile(dir / "run.cfg", "tuningFile=" + dir / "tuning.bin" +
                                               "\nawbDLL=" VIREO_TEST_AWB_LIBRARY
@@ -114,18 +114,18 @@ TEST(ReferenceEndToEnd, DriverDecidesEverySampleOfTheSceneTree) {
 
     const auto records = ReadResults(dir / "out" + "/awbSimulationOutput.txt");
     ASSERT_EQ(records.size(), std::size(samples));
-    for (const SampleSpec& spec : samples) {
-        const std::string path = dir / "data" + "/" + spec.scene + "/" + spec.name;
+    for (const SamplePlan& plan : samples) {
+        const std::string path = dir / "data" + "/" + plan.scene + "/" + plan.name;
         ASSERT_EQ(records.count(path), 1u) << path;
         const Record& got = records.at(path);
         SCOPED_TRACE(path);
         EXPECT_EQ(got.g, 1.0f);
-        EXPECT_NEAR(static_cast<double>(got.cct), spec.cct, 0.02 * spec.cct);
+        EXPECT_NEAR(static_cast<double>(got.cct), plan.cct, 0.02 * plan.cct);
         EXPECT_GT(got.debugSize, 0u);
-        if (!spec.blank) {
+        if (!plan.blank) {
             // Gains print with six digits; the angle still shows a miss.
-            EXPECT_LT(Vireo::Testing::AngleDegrees(1.0 / got.r, 1.0 / got.b, spec.seen.rOverG,
-                                                   spec.seen.bOverG),
+            EXPECT_LT(Vireo::Testing::AngleDegrees(1.0 / got.r, 1.0 / got.b, plan.seen.rOverG,
+                                                   plan.seen.bOverG),
                       0.5);
         }
     }
@@ -133,9 +133,9 @@ TEST(ReferenceEndToEnd, DriverDecidesEverySampleOfTheSceneTree) {
 
 TEST(ReferenceEndToEnd, DefaultTuningBuiltWithTheProjectRunsTheDriver) {
     TempDir dir;
-    const SampleSpec spec{"chart", "s.txt", {0.6f, 0.55f}, 1.0f, 1.0f, false, 0};
+    const SamplePlan plan{"chart", "s.txt", {0.6f, 0.55f}, 1.0f, 1.0f, false, 0};
     VireoTest::MakeDirs(dir / "data/chart");
-    VireoTest::WriteFile(dir / "data/chart/s.txt", SampleFile(spec, 3));
+    VireoTest::WriteFile(dir / "data/chart/s.txt", SampleFile(plan, 3));
     VireoTest::WriteFile(dir / "run.cfg",
                          "tuningFile=" VIREO_TEST_DEFAULT_TUNING "\nawbDLL=" VIREO_TEST_AWB_LIBRARY
                          "\nawbSimWrapperDLL=" VIREO_TEST_WRAPPER_LIBRARY "\ndataDir=" +

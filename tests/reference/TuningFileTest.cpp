@@ -131,9 +131,9 @@ const BadFile kBadFiles[] = {
 class BadTuningFile : public ::testing::TestWithParam<BadFile> {};
 
 std::string WriteTemporary(const std::string& name, const std::vector<uint8_t>& bytes) {
-    // The process id keeps build trees whose suites run at once apart.
+    // One file per process: ctest runs the cases side by side.
     const auto path = std::filesystem::temp_directory_path() /
-                      ("vireo_tuning_" + name + "_" + std::to_string(getpid()) + ".bin");
+                      ("vireo_tuning_" + std::to_string(getpid()) + "_" + name + ".bin");
     std::ofstream(path, std::ios::binary)
         .write(reinterpret_cast<const char*>(bytes.data()),
                static_cast<std::streamsize>(bytes.size()));

@@ -8,7 +8,6 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
-#include <string>
 #include <vector>
 
 #include "SyntheticRegions.h"
@@ -25,8 +24,7 @@ protected:
         Tuning::TuningParams params;
         params.ctCurve = {{2850, 0.85f, 0.36f}, {5000, 0.58f, 0.56f}, {6500, 0.50f, 0.64f}};
         const auto bytes = Tuning::Encode(params);
-        // One file per process: CTest runs the tests of this fixture in
-        // parallel processes, and each one's TearDown removes its file.
+        // One file per process: ctest runs the cases side by side.
         tuningPath_ = (std::filesystem::temp_directory_path() /
                        ("vireo_wrapper_test_" + std::to_string(getpid()) + ".bin"))
                           .string();

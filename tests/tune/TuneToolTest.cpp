@@ -24,9 +24,10 @@ std::string ReadAll(const fs::path& path) {
 class TuneTool : public ::testing::Test {
 protected:
     void SetUp() override {
-        dir_ = fs::temp_directory_path() /
-               ("vireo_tune_" + std::to_string(getpid()) + "_" +
-                ::testing::UnitTest::GetInstance()->current_test_info()->name());
+        // Parameterised names hold '/', which must not become a sub-folder.
+        std::string name = ::testing::UnitTest::GetInstance()->current_test_info()->name();
+        for (char& c : name) c = c == '/' ? '_' : c;
+        dir_ = fs::temp_directory_path() / ("vireo_tune_" + std::to_string(getpid()) + "_" + name);
         fs::create_directories(dir_);
     }
     void TearDown() override { fs::remove_all(dir_); }

@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "Spectrum.h"
+#include "WavelengthGrid.h"
 
 namespace Vireo::Datagen {
 

@@ -3,7 +3,7 @@
 #include <cmath>
 #include <iterator>
 
-#include "SpectralTables.h"
+#include "ReferenceCurves.h"
 
 namespace Vireo::Datagen {
 namespace {

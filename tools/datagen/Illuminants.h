@@ -6,7 +6,7 @@
 
 #include <string>
 
-#include "Spectrum.h"
+#include "WavelengthGrid.h"
 
 namespace Vireo::Datagen {
 

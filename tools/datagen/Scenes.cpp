@@ -90,7 +90,7 @@ void Ball(SceneInstance& s, Random& rng) {
     else if (choice == 2)
         s.lightA = WhiteLed(rng.Uniform(3000, 5000), "white LED");
     else
-        s.lightA = MeasuredTube("Office");
+        s.lightA = TriphosphorTube(rng.Uniform(3000, 5000), "tri-phosphor");
     s.lux = rng.Uniform(200, 1500);
     Painter p(s);
     const double horizon = rng.Uniform(0.5, 0.7);
@@ -213,18 +213,24 @@ void Led(SceneInstance& s, Random& rng) {
 }
 
 void Mixed(SceneInstance& s, Random& rng) {
-    s.lightA = IndoorDaylight(rng);
-    s.lightB = rng.Uniform() < 0.6 ? PlanckianLight(rng.Uniform(2600, 3200), "tungsten")
-                                   : WhiteLed(rng.Uniform(2700, 3500), "warm LED");
-    s.mix = LightMix::Horizontal;
+    const Light daylight = IndoorDaylight(rng);
+    const Light lamp = rng.Uniform() < 0.6 ? PlanckianLight(rng.Uniform(2600, 3200), "tungsten")
+                                           : WhiteLed(rng.Uniform(2700, 3500), "warm LED");
+    // Either a lamp-lit room with daylight spilling in through the window on
+    // the left, or a daylit room with a lamp on the right.
+    const bool lampRoom = rng.Uniform() < 0.5;
+    s.lightA = lampRoom ? lamp : daylight;
+    s.lightB = lampRoom ? daylight : lamp;
+    s.mix = LightMix::Spill;
+    s.spillFromLeft = lampRoom;
+    s.spill = rng.Uniform(0.8, 1.6);
     s.lux = rng.Uniform(200, 1000);
     Painter p(s);
     Room(p, rng, Pick(rng, kWalls), rng.Uniform() < 0.5 ? "wood floor" : "grey carpet");
-    // The window on the left shows the bright overcast outside.
-    p.Rect(0.02, 0.1, 0.22, 0.55, p.Emitter("window", s.lightA.spectrum, 3.0));
+    p.Rect(0.02, 0.1, 0.2, 0.5, p.Emitter("window", daylight.spectrum, lampRoom ? 2.0 : 3.0));
     p.Rect(0.35, 0.5, 0.75, 0.78, p.Surface(Pick(rng, kFabrics), 0.1), 0.85);
     Clutter(p, rng, 3, 0.4, 0.9);
-    p.Rect(0.85, 0.15, 0.93, 0.3, p.Emitter("lamp shade", s.lightB.spectrum, 4.0));
+    p.Rect(0.85, 0.15, 0.93, 0.3, p.Emitter("lamp shade", lamp.spectrum, 4.0));
 }
 
 void Sunny(SceneInstance& s, Random& rng) {
@@ -254,9 +260,11 @@ void Sunny(SceneInstance& s, Random& rng) {
     p.Rect(rng.Uniform(0, 0.6), 0.75, rng.Uniform(0.7, 1.0), 0.9,
            p.Surface(Pick(rng, kStrongColours), 0.05));
     // Shadows of the buildings across the street and a facade in shade.
-    p.Rect(0, 0.78, 1, 1, p.Surface("asphalt", 0.1)).shadow = true;
-    const double su = rng.Uniform(0, 0.7);
-    p.Rect(su, skyline + 0.1, su + 0.2, 0.7, p.Surface(Pick(rng, facades), 0.1)).shadow = true;
+    const double ru = rng.Uniform(0, 0.5);
+    p.Rect(ru, 0.88, ru + rng.Uniform(0.3, 0.5), 1, p.Surface("asphalt", 0.1)).shadow = true;
+    const double su = rng.Uniform(0, 0.8);
+    p.Rect(su, skyline + 0.1, su + rng.Uniform(0.08, 0.18), 0.7, p.Surface(Pick(rng, facades), 0.1))
+        .shadow = true;
     s.gradientV = 0.1;
 }
 
@@ -339,17 +347,15 @@ SceneInstance MakeScene(const std::string& scene, int sampleIndex, uint64_t seed
     else
         Shade(s, rng);
 
-    if (s.mix != LightMix::Horizontal) {
+    if (s.mix != LightMix::Spill) {
         s.truth = s.lightA;
     } else {
-        // Mixed light has no single right answer; the reference is the
-        // frame's average light, what a grey card moved across it would see.
-        double a = 0.0, b = 0.0;
-        for (int i = 0; i < 64; ++i) {
-            const ScenePoint pt = Evaluate(s, (i + 0.5) / 64.0, 0.5);
-            a += pt.weightA, b += pt.weightB;
-        }
-        s.truth = MixLights(s.lightA, a, s.lightB, b, s.lightA.name + " + " + s.lightB.name);
+        // Mixed light has no single right answer; the reference is the light
+        // at the subject in the middle of the frame, where a grey card held
+        // up for the ground truth would be.
+        const ScenePoint pt = Evaluate(s, 0.5, 0.5);
+        s.truth = MixLights(s.lightA, pt.weightA, s.lightB, pt.weightB,
+                            s.lightA.name + " + " + s.lightB.name);
     }
     return s;
 }
@@ -380,9 +386,9 @@ ScenePoint Evaluate(const SceneInstance& s, double u, double v) {
             else
                 pt.weightA = level, pt.weightB = 0.0;
             break;
-        case LightMix::Horizontal:
-            pt.weightA = level * std::exp(-u / 0.35);
-            pt.weightB = level * 0.6 * std::exp(-(1.0 - u) / 0.45);
+        case LightMix::Spill:
+            pt.weightA = level;
+            pt.weightB = level * s.spill * std::exp(-(s.spillFromLeft ? u : 1.0 - u) / 0.15);
             break;
     }
     return pt;

@@ -12,7 +12,7 @@
 #include <vector>
 
 #include "Illuminants.h"
-#include "Spectrum.h"
+#include "WavelengthGrid.h"
 
 namespace Vireo::Datagen {
 
@@ -46,9 +46,9 @@ struct Shape {
 };
 
 enum class LightMix {
-    Single,      // light A alone
-    Shadows,     // light A, except in shadow shapes, which light B alone lights
-    Horizontal,  // light A falls off from the left, light B from the right
+    Single,   // light A alone
+    Shadows,  // light A, except in shadow shapes, which light B alone lights
+    Spill,    // light A everywhere, light B spilling in from one side
 };
 
 struct SceneInstance {
@@ -56,7 +56,9 @@ struct SceneInstance {
     Light lightA, lightB;
     LightMix mix = LightMix::Single;
     double shadowLight = 0.2;  // light B's level in shadows
-    Light truth;               // the light whose white the estimate should find
+    double spill = 1.0;        // light B's level at the side it spills in from
+    bool spillFromLeft = true;
+    Light truth;  // the light whose white the estimate should find
     double lux = 500.0;
     double gradientU = 0.0, gradientV = 0.0;  // illumination slope across the frame
     std::vector<Material> materials;

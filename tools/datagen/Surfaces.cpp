@@ -4,7 +4,7 @@
 #include <cstdio>
 #include <cstdlib>
 
-#include "SpectralTables.h"
+#include "ReferenceCurves.h"
 
 namespace Vireo::Datagen {
 namespace {

@@ -11,7 +11,7 @@
 #include <string>
 #include <vector>
 
-#include "Spectrum.h"
+#include "WavelengthGrid.h"
 
 namespace Vireo::Datagen {
 

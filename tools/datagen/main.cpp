@@ -119,7 +119,11 @@ int ParseArgs(int argc, char** argv, Options& o) {
     return 0;
 }
 
+// Like mkdir -p.
 bool MakeDir(const std::string& path) {
+    for (std::size_t slash = path.find('/', 1); slash != std::string::npos;
+         slash = path.find('/', slash + 1))
+        if (::mkdir(path.substr(0, slash).c_str(), 0755) != 0 && errno != EEXIST) return false;
     return ::mkdir(path.c_str(), 0755) == 0 || errno == EEXIST;
 }
 

@@ -205,7 +205,7 @@ std::string FormatTuningYaml(const CalibrationResult& r, const std::string& sour
     for (const auto& m : lights) {
         char line[160];
         std::snprintf(line, sizeof line,
-                      "#   %-12s %-11s %5.0f K  R/G %.4f  B/G %.4f  shots %d  distance %.4f\n",
+                      "#   %-14s %-11s %5.0f K  R/G %.4f  B/G %.4f  shots %d  distance %.4f\n",
                       m.name.c_str(), m.kind.c_str(), m.cct, m.rOverG, m.bOverG, m.shots,
                       m.distance);
         y += line;

@@ -2,8 +2,8 @@
 // 5 nm steps, the range where the CIE observer and every light and surface
 // of the data set are defined. Light spectra are relative (any scale);
 // reflectances are in [0, 1].
-#ifndef VIREO_DATAGEN_SPECTRUM_H
-#define VIREO_DATAGEN_SPECTRUM_H
+#ifndef VIREO_DATAGEN_WAVELENGTH_GRID_H
+#define VIREO_DATAGEN_WAVELENGTH_GRID_H
 
 #include <array>
 #include <cstddef>
@@ -58,4 +58,4 @@ Spectrum WithLuminance(const Spectrum& light, double y);
 
 }  // namespace Vireo::Datagen
 
-#endif  // VIREO_DATAGEN_SPECTRUM_H
+#endif  // VIREO_DATAGEN_WAVELENGTH_GRID_H

@@ -1,10 +1,10 @@
-#include "Spectrum.h"
+#include "WavelengthGrid.h"
 
 #include <algorithm>
 #include <cmath>
 #include <vector>
 
-#include "SpectralTables.h"
+#include "ReferenceCurves.h"
 
 namespace Vireo::Datagen {
 namespace {

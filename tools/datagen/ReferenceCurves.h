@@ -3,8 +3,8 @@
 // and the colour checker are copied from files of Debian's argyll-ref
 // package (/usr/share/color/argyll/ref), named above each table, so that the
 // generator needs neither that package nor any file at run time.
-#ifndef VIREO_DATAGEN_SPECTRAL_TABLES_H
-#define VIREO_DATAGEN_SPECTRAL_TABLES_H
+#ifndef VIREO_DATAGEN_REFERENCE_CURVES_H
+#define VIREO_DATAGEN_REFERENCE_CURVES_H
 
 namespace Vireo::Datagen::Tables {
 
@@ -98,4 +98,4 @@ constexpr CheckerPatch kColorChecker[24] = {
 
 }  // namespace Vireo::Datagen::Tables
 
-#endif  // VIREO_DATAGEN_SPECTRAL_TABLES_H
+#endif  // VIREO_DATAGEN_REFERENCE_CURVES_H

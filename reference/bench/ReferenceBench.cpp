@@ -1,0 +1,193 @@
+// Wrapper plus algorithm against reading the sample file, for one 64 x 48
+// sample: the decision must cost less than a tenth of the reading.
+#include <benchmark/benchmark.h>
+#include <dlfcn.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <fstream>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "DummyInfo.h"
+#include "SampleReaders.h"
+#include "SyntheticRegions.h"
+#include "TuningCodec.h"
+#include "vireo/IAWBSimulationWrapper.h"
+
+namespace {
+
+constexpr int kColumns = 64;
+constexpr int kRows = 48;
+
+struct Fixture {
+    std::string samplePath;
+    std::string tuningPath;
+    std::vector<VireoAwbRegion> regions;
+
+    Fixture() {
+        const std::string stem = "/tmp/vireo_reference_bench_" + std::to_string(getpid());
+        samplePath = stem + "_sample.txt";
+        tuningPath = stem + "_tuning.bin";
+        // A scene with a big coloured object under 4000 K-ish light.
+        regions = Vireo::Testing::MakeScene(kColumns * kRows, {0.66f, 0.49f}, {0.8f, 0.4f, 0.2f},
+                                            0.4f, 0.02f, 42);
+        WriteSample();
+        Vireo::Tuning::TuningParams params;
+        params.ctCurve = {{2300, 0.98f, 0.30f}, {2850, 0.85f, 0.36f}, {3800, 0.70f, 0.46f},
+                          {5000, 0.58f, 0.56f}, {6500, 0.50f, 0.64f}, {7500, 0.46f, 0.69f},
+                          {10000, 0.40f, 0.78f}};
+        const auto bytes = Vireo::Tuning::Encode(params);
+        std::ofstream(tuningPath, std::ios::binary)
+            .write(reinterpret_cast<const char*>(bytes.data()),
+                   static_cast<std::streamsize>(bytes.size()));
+    }
+    ~Fixture() {
+        std::remove(samplePath.c_str());
+        std::remove(tuningPath.c_str());
+    }
+
+    void WriteSample() const {
+        std::ofstream out(samplePath);
+        const int n = kColumns * kRows;
+        const char* keys[] = {"LuxIndex:",
+                              "AECSettled:",
+                              "Horizontal Region Count:",
+                              "Vertical Region Count:",
+                              "Total Region Count:",
+                              "Region Width:",
+                              "Region Height:",
+                              "Bit Depth:",
+                              "Flags:",
+                              "Saturation Threshold:",
+                              "Valid Region Count:",
+                              "Stats ROI:"};
+        const std::vector<std::vector<long>> values = {{250},      {1},
+                                                       {kColumns}, {kRows},
+                                                       {n},        {72},
+                                                       {72},       {10},
+                                                       {0},        {1023, 1023, 1023, 1023},
+                                                       {n},        {0, 0, 4608, 3456}};
+        for (int k = 0; k < 12; ++k) {
+            out << keys[k] << "\n";
+            for (long v : values[k]) out << v << "\n";
+        }
+        out << "Num Calibration Factors:\n1\nCalibration Factor CCTs:\n";
+        for (int i = 0; i < 6; ++i) out << 2800 + 700 * i << "\n";
+        out << "Module Calibration Factors:\n";
+        for (int i = 0; i < 20; ++i) out << "1.0\n";
+        out << "Single LED Calibration Point:\n0.5\n0.5\n";
+        const std::pair<const char*, int64_t VireoAwbRegion::*> sums[] = {
+            {"R Sum:", &VireoAwbRegion::rSum},
+            {"G/GR Sum:", &VireoAwbRegion::grSum},
+            {"B Sum:", &VireoAwbRegion::bSum},
+            {"GB Sum:", &VireoAwbRegion::gbSum}};
+        for (const auto& [key, field] : sums) {
+            out << key << "\n";
+            for (const auto& region : regions) out << region.*field << "\n";
+        }
+        for (const char* key : {"R Count:", "G/GR Count:", "B Count:", "GB Count:"}) {
+            out << key << "\n";
+            for (int i = 0; i < n; ++i) out << 64 << "\n";
+        }
+        out << "R SatSum:\n";
+    }
+};
+
+Fixture& Shared() {
+    static Fixture fixture;
+    return fixture;
+}
+
+// What the driver does to read one sample: three readers, one array.
+void BM_ReadSampleFile(benchmark::State& state) {
+    std::string path = Shared().samplePath;
+    Vireo::ChannelData stats{};
+    Vireo::CalibrationData calibration{};
+    for (auto _ : state) {
+        Vireo::ParseBGStatsInfo(path.data(), &stats);
+        std::vector<StatsBayerGridChannelInfoS> regions(stats.totalRegionCount);
+        Vireo::ParseBGChannelInfo(path.data(), stats.totalRegionCount, regions.data());
+        Vireo::ParseCalibrationInfo(path.data(), &calibration);
+        benchmark::DoNotOptimize(regions.data());
+    }
+}
+BENCHMARK(BM_ReadSampleFile)->Unit(benchmark::kMicrosecond)->Repetitions(5);
+
+// What the wrapper and the algorithm spend on the same sample, fed in the
+// driver's order.
+void BM_WrapperAndAlgorithm(benchmark::State& state) {
+    void* library = dlopen(VIREO_BENCH_WRAPPER_LIBRARY, RTLD_NOW | RTLD_LOCAL);
+    auto factory = library != nullptr ? reinterpret_cast<Vireo::CreateAWBSimulationWrapperFn>(
+                                            dlsym(library, Vireo::kWrapperFactorySymbol))
+                                      : nullptr;
+    if (factory == nullptr) {
+        state.SkipWithError("cannot map the reference wrapper");
+        return;
+    }
+    Vireo::IAWBSimulationWrapper* wrapper = factory();
+    wrapper->LoadAWBAlgorithm(VIREO_BENCH_AWB_LIBRARY, VIREO_BENCH_AWB_LIBRARY);
+    if (wrapper->LoadTuningData(Shared().tuningPath.c_str()) != 0 ||
+        wrapper->InitializeAlgorithm() != 0) {
+        state.SkipWithError("cannot set the reference wrapper up");
+        wrapper->Destroy();
+        return;
+    }
+    std::string path = Shared().samplePath;
+    Vireo::ChannelData stats{};
+    Vireo::CalibrationData calibration{};
+    Vireo::ParseBGStatsInfo(path.data(), &stats);
+    std::vector<StatsBayerGridChannelInfoS> regions(stats.totalRegionCount);
+    Vireo::ParseBGChannelInfo(path.data(), stats.totalRegionCount, regions.data());
+    Vireo::ParseCalibrationInfo(path.data(), &calibration);
+    for (auto _ : state) {
+        wrapper->SetCalibrationData(calibration.moduleCalibrationFactors);
+        setDummyInfo(wrapper);
+        wrapper->SetBGStatsConfig(stats.horizontalRegionCount, stats.verticalRegionCount,
+                                  stats.bitDepth, stats.regionWidth, stats.regionHeight);
+        wrapper->SetBGChannelInfo(regions.data());
+        wrapper->SetBGStatsInfo(&stats);
+        Vireo::AuxiliaryInfoRecord auxiliary{};
+        wrapper->SetAuxiliaryInfo(&auxiliary);
+        wrapper->RunSimulation();
+        benchmark::DoNotOptimize(wrapper->GetOutput());
+    }
+    wrapper->Destroy();
+}
+BENCHMARK(BM_WrapperAndAlgorithm)->Unit(benchmark::kMicrosecond)->Repetitions(5);
+
+// Keeps each benchmark's best CPU time per iteration over its repetitions
+// for the verdict: on a shared machine the neighbours only ever add time.
+class VerdictReporter : public benchmark::ConsoleReporter {
+public:
+    void ReportRuns(const std::vector<Run>& runs) override {
+        for (const Run& run : runs) {
+            if (run.run_type != Run::RT_Iteration || run.iterations <= 0 || run.error_occurred) {
+                continue;
+            }
+            const double time = run.cpu_accumulated_time / static_cast<double>(run.iterations);
+            auto [entry, added] = perIteration.emplace(run.run_name.function_name, time);
+            if (!added && time < entry->second) entry->second = time;
+        }
+        ConsoleReporter::ReportRuns(runs);
+    }
+    std::map<std::string, double> perIteration;
+};
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    benchmark::Initialize(&argc, argv);
+    VerdictReporter reporter;
+    benchmark::RunSpecifiedBenchmarks(&reporter);
+    benchmark::Shutdown();
+    const auto read = reporter.perIteration.find("BM_ReadSampleFile");
+    const auto decide = reporter.perIteration.find("BM_WrapperAndAlgorithm");
+    if (read == reporter.perIteration.end() || decide == reporter.perIteration.end()) return 0;
+    const double ratio = decide->second / read->second;
+    std::printf(
+        "best of each: reading %.1f us, wrapper + algorithm %.1f us, ratio %.4f (limit 0.1)\n",
+        read->second * 1e6, decide->second * 1e6, ratio);
+    return ratio < 0.1 ? 0 : 1;
+}

@@ -1,0 +1,77 @@
+// The calibration tool finds the golden module's white under each
+// laboratory light from chart shots of calibrated modules.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <string>
+
+#include "Calibrate.h"
+#include "CameraProfile.h"
+#include "Scenes.h"
+#include "Sensor.h"
+#include "TestSupport.h"
+
+namespace {
+
+using namespace Vireo::Datagen;
+
+TEST(Calibrate, CurveFollowsTheGoldenWhiteOfTheLaboratoryLights) {
+    VireoTest::TempDir dir;
+    const int lights = static_cast<int>(LaboratoryLights().size());
+    const auto run = VireoTest::Run(VIREO_DATAGEN_EXE,
+                                    {"--out", dir / "d", "--scenes", "chart", "--samples",
+                                     std::to_string(lights), "--grid", "32x24", "--quiet"},
+                                    dir.path());
+    ASSERT_EQ(run.exitStatus, 0) << run.standardOutput;
+
+    Vireo::Tune::CalibrationResult result;
+    std::string error;
+    ASSERT_TRUE(Vireo::Tune::Calibrate(dir / "d", dir / "d/ground_truth.csv", result, error))
+        << error;
+    ASSERT_EQ(result.lights.size(), LaboratoryLights().size());
+
+    // Every blackbody or daylight source is a curve point, at the golden
+    // module's white: the grey patches are not perfect greys, and a module
+    // drifts from its D50 calibration towards the ends of the curve.
+    const CameraProfile& camera = BuiltInCameras().front();
+    int onCurve = 0;
+    for (const auto& m : result.curve) {
+        if (m.name == "extrapolated") continue;
+        ++onCurve;
+        SceneInstance s;
+        s.truth =
+            m.kind == "daylight" ? DaylightLight(m.cct, m.name) : PlanckianLight(m.cct, m.name);
+        double rg = 0, bg = 0;
+        TrueWhite(s, camera, GoldenModule(), rg, bg);
+        EXPECT_NEAR(m.rOverG / rg, 1.0, 0.025) << m.name;
+        EXPECT_NEAR(m.bOverG / bg, 1.0, 0.025) << m.name;
+    }
+    EXPECT_EQ(onCurve, 7);
+    for (std::size_t i = 1; i < result.curve.size(); ++i)
+        EXPECT_LT(result.curve[i - 1].cct, result.curve[i].cct);
+    EXPECT_EQ(result.curve.front().cct, 2000.0);
+    EXPECT_EQ(result.curve.back().cct, 12000.0);
+    // The grey zone holds every laboratory light.
+    for (const auto& m : result.lights) EXPECT_LT(m.distance, result.greyZoneWidth) << m.name;
+
+    const std::string yaml = Vireo::Tune::FormatTuningYaml(result, "d");
+    EXPECT_NE(yaml.find("\nct_curve:"), std::string::npos);
+    EXPECT_NE(yaml.find("  - [2000, "), std::string::npos);
+    EXPECT_NE(yaml.find("grey_zone_width: "), std::string::npos);
+}
+
+TEST(Calibrate, NeedsTwoCurveLights) {
+    VireoTest::TempDir dir;
+    ASSERT_EQ(VireoTest::Run(VIREO_DATAGEN_EXE,
+                             {"--out", dir / "d", "--scenes", "chart", "--samples", "1", "--grid",
+                              "32x24", "--quiet"},
+                             dir.path())
+                  .exitStatus,
+              0);
+    Vireo::Tune::CalibrationResult result;
+    std::string error;
+    EXPECT_FALSE(Vireo::Tune::Calibrate(dir / "d", dir / "d/ground_truth.csv", result, error));
+    EXPECT_NE(error.find("at least two"), std::string::npos) << error;
+}
+
+}  // namespace

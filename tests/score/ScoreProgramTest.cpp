@@ -1,0 +1,103 @@
+// vireo-score as CI runs it: table, CSV and the exit status that gates a
+// tuning change.
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "GroundTruth.h"
+#include "TestSupport.h"
+
+namespace {
+
+using Vireo::Datagen::TruthRow;
+
+std::string Record(const std::string& path, double r, double b, int cct) {
+    return path + "\nr_gain : " + std::to_string(r) +
+           "\ng_gain : 1\nb_gain : " + std::to_string(b) + "\ncct    : " + std::to_string(cct) +
+           "\ndebugDataSize : 0\n\n";
+}
+
+class ScoreProgram : public testing::Test {
+protected:
+    void SetUp() override {
+        // Two scenes; the truth's white is (0.5, 1, 0.5) everywhere at 5000 K.
+        std::string truth = Vireo::Datagen::GroundTruthHeader();
+        for (const char* path : {"ball/s1.txt", "ball/s2.txt", "chart/s1.txt"}) {
+            TruthRow row;
+            row.path = path;
+            row.scene = std::string(path).substr(0, std::string(path).find('/'));
+            row.illuminant = "D50";
+            row.kind = "daylight";
+            row.cct = 5000;
+            row.whiteRG = row.whiteBG = 0.5;
+            row.gainR = row.gainB = 2;
+            truth += Vireo::Datagen::FormatTruthRow(row);
+        }
+        VireoTest::WriteFile(dir / "truth.csv", truth);
+        // Exact on ball/s1 and chart; ball/s2 has gains (1, 1, 2): white
+        // (1, 1, 0.5) against (0.5, 1, 0.5) is acos(1.75 / sqrt(2.25 * 1.5)) =
+        // 17.7155 degrees, and 4000 K is 50 mired off.
+        VireoTest::WriteFile(dir / "out.txt", Record("/d/ball/s1.txt", 2, 2, 5000) +
+                                                  Record("/d/ball/s2.txt", 1, 2, 4000) +
+                                                  Record("/d/chart/s1.txt", 2, 2, 5000));
+    }
+    VireoTest::RunResult Score(std::vector<std::string> extra) {
+        std::vector<std::string> args = {"--results", dir / "out.txt", "--truth",
+                                         dir / "truth.csv"};
+        args.insert(args.end(), extra.begin(), extra.end());
+        return VireoTest::Run(VIREO_SCORE_EXE, args, dir.path());
+    }
+    VireoTest::TempDir dir;
+};
+
+TEST_F(ScoreProgram, TablePerSceneAndOverall) {
+    const auto r = Score({});
+    EXPECT_EQ(r.exitStatus, 0);
+    EXPECT_NE(r.standardOutput.find("ball          2    8.86    8.86"), std::string::npos)
+        << r.standardOutput;
+    EXPECT_NE(r.standardOutput.find("chart         1    0.00    0.00"), std::string::npos)
+        << r.standardOutput;
+    EXPECT_NE(r.standardOutput.find("overall       3    5.91    0.00"), std::string::npos)
+        << r.standardOutput;
+}
+
+TEST_F(ScoreProgram, CsvRows) {
+    const auto r = Score({"--csv"});
+    EXPECT_EQ(r.exitStatus, 0);
+    EXPECT_NE(r.standardOutput.find(
+                  "scene,method,n,mean,median,trimean,best25,worst25,mired_mean,missing\n"),
+              std::string::npos);
+    EXPECT_NE(r.standardOutput.find("ball,awb,2,8.8577,8.8577,8.8577,0.0000,17.7155,25.000,0\n"),
+              std::string::npos)
+        << r.standardOutput;
+}
+
+TEST_F(ScoreProgram, ExitStatusGatesOnTheLimits) {
+    const struct {
+        std::vector<std::string> args;
+        int status;
+    } cases[] = {
+        {{"--max-median", "0.5"}, 0}, {{"--max-mean", "5"}, 1},       {{"--max-mean", "6"}, 0},
+        {{"--max-worst25", "17"}, 1}, {{"--max-worst25", "17.8"}, 0}, {{"--max-mired", "16.6"}, 1},
+        {{"--max-mired", "16.7"}, 0}, {{"--max-median", "x"}, 2},     {{"--beat-grey-world"}, 2},
+    };
+    for (const auto& c : cases)
+        EXPECT_EQ(Score(c.args).exitStatus, c.status) << testing::PrintToString(c.args);
+}
+
+TEST_F(ScoreProgram, MissingResultsAndBadInputFail) {
+    VireoTest::WriteFile(dir / "out.txt", Record("/d/ball/s1.txt", 2, 2, 5000));
+    EXPECT_EQ(Score({}).exitStatus, 1);  // two samples without a result
+    VireoTest::WriteFile(dir / "out.txt", Record("/d/other/s9.txt", 2, 2, 5000));
+    EXPECT_EQ(Score({}).exitStatus, 2);  // nothing matches
+    VireoTest::WriteFile(dir / "out.txt", "/d/ball/s1.txt\nr_gain : 2\n");
+    EXPECT_EQ(Score({}).exitStatus, 2);
+    EXPECT_EQ(
+        VireoTest::Run(VIREO_SCORE_EXE,
+                       {"--results", dir / "none.txt", "--truth", dir / "truth.csv"}, dir.path())
+            .exitStatus,
+        2);
+}
+
+}  // namespace

@@ -1,0 +1,151 @@
+#!/usr/bin/env bash
+# The main job, from a fresh clone to the score table in one command:
+# installs what a fresh Debian machine lacks (or says how), builds what is
+# missing, generates the data set if it is missing, compiles the tuning,
+# writes the driver's configuration, runs vireo-awbsim with the reference
+# wrapper and algorithm libraries, and prints the score table.
+set -euo pipefail
+
+usage() {
+    cat <<'EOF'
+usage: bash tools/main-job.sh [options]
+  --samples K     samples per scene (default 16)
+  --camera NAME   camera of the data set (default "samsung SM-G930V"; also
+                  "LG Mobile LG-H815", or any profile of rawtherapee-data)
+  --seed N        data set seed (default 1)
+  --calibrate     derive the tuning from this data set's chart shots with
+                  vireo-tune calibrate instead of reference/tuning/default.yaml
+  --gate          fail unless overall median <= 1.5, worst-25% <= 4 degrees
+                  and the reference beats grey world on every scene
+  --data DIR      data folder (default data/<camera>-k<K>-s<seed>)
+  --out DIR       output folder (default out/<same name>)
+EOF
+}
+
+root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
+samples=16 camera="samsung SM-G930V" seed=1 calibrate=0 gate=0 data="" out=""
+while [ $# -gt 0 ]; do
+    case "$1" in
+        --samples) samples=$2; shift 2 ;;
+        --camera) camera=$2; shift 2 ;;
+        --seed) seed=$2; shift 2 ;;
+        --calibrate) calibrate=1; shift ;;
+        --gate) gate=1; shift ;;
+        --data) data=$2; shift 2 ;;
+        --out) out=$2; shift 2 ;;
+        -h|--help) usage; exit 0 ;;
+        *) echo "main-job: unknown option $1" >&2; usage >&2; exit 2 ;;
+    esac
+done
+name=$(printf '%s' "$camera" | tr -c 'A-Za-z0-9\n' '-')-k$samples-s$seed
+data=${data:-$root/data/$name}
+out=${out:-$root/out/$name}
+
+step_no=0
+step() { step_no=$((step_no + 1)); printf '[%d/6] %s\n' "$step_no" "$*"; }
+elapsed() { printf '      done in %ds\n' $((SECONDS - $1)); }
+
+# 1. Prerequisites: Debian bookworm packages.
+step "checking prerequisites"
+missing=()
+command -v cmake >/dev/null || missing+=(cmake)
+command -v g++ >/dev/null || missing+=(g++)
+command -v make >/dev/null || missing+=(make)
+[ -f /usr/include/yaml-cpp/yaml.h ] || missing+=(libyaml-cpp-dev)
+if [ ${#missing[@]} -gt 0 ]; then
+    if [ "$(id -u)" = 0 ] && command -v apt-get >/dev/null; then
+        echo "      installing ${missing[*]}"
+        export DEBIAN_FRONTEND=noninteractive
+        apt-get update -qq && apt-get install -y -qq "${missing[@]}" >/dev/null
+    else
+        echo "main-job: missing ${missing[*]}; install them with:" >&2
+        echo "  sudo apt-get install -y ${missing[*]}" >&2
+        exit 1
+    fi
+fi
+if [[ "$camera" != "samsung SM-G930V" && "$camera" != "LG Mobile LG-H815" && "$camera" != *.dcp &&
+      ! -f "/usr/share/rawtherapee/dcpprofiles/$camera.dcp" ]]; then
+    echo "main-job: camera \"$camera\" needs its profile; install it with:" >&2
+    echo "  sudo apt-get install -y rawtherapee-data" >&2
+    exit 1
+fi
+
+# 2. Build (incremental: only what is missing or changed).
+step "building (cmake --workflow --preset default)"
+t=$SECONDS
+cd "$root"
+mkdir -p build
+# Progress: the build's percentage, rewritten in place.
+show_progress() {
+    local pct
+    while IFS= read -r line; do
+        printf '%s\n' "$line" >>build/main-job-build.log
+        pct=$(expr "$line" : '\[ *\([0-9]*\)%\]' || true)
+        [ -n "$pct" ] && [ -t 1 ] && printf '\r      %3d%%' "$pct"
+    done
+    [ -t 1 ] && printf '\r'
+    return 0
+}
+: >build/main-job-build.log
+if ! cmake --workflow --preset default 2>&1 | show_progress; then
+    tail -n 30 build/main-job-build.log >&2
+    echo "main-job: build failed; the whole log is build/main-job-build.log" >&2
+    exit 1
+fi
+elapsed $t
+bin=$root/build/default
+for f in driver/vireo-awbsim tools/datagen/vireo-datagen tools/score/vireo-score tools/tune/vireo-tune \
+         reference/libvireo_wrapper.so reference/libvireo_awb.so; do
+    [ -e "$bin/$f" ] || { echo "main-job: the build made no $bin/$f" >&2; exit 1; }
+done
+
+# 3. Data set, unless one of these parameters is there already.
+stamp="camera=$camera samples=$samples seed=$seed"
+if [ -f "$data/ground_truth.csv" ] && [ "$(cat "$data/.main-job" 2>/dev/null)" = "$stamp" ]; then
+    step "data set $data is there"
+else
+    step "generating $samples samples per scene for \"$camera\" into $data"
+    t=$SECONDS
+    rm -rf "$data"
+    "$bin/tools/datagen/vireo-datagen" --out "$data" --samples "$samples" --seed "$seed" \
+        --camera "$camera" | sed 's/^/      /'
+    echo "$stamp" >"$data/.main-job"
+    elapsed $t
+fi
+
+# 4. Tuning.
+mkdir -p "$out"
+yaml=$root/reference/tuning/default.yaml
+if [ $calibrate = 1 ]; then
+    step "calibrating the tuning from the chart shots, compiling it"
+    yaml=$out/tuning.yaml
+    "$bin/tools/tune/vireo-tune" calibrate --data "$data" --out "$yaml"
+else
+    step "compiling the default tuning"
+fi
+"$bin/tools/tune/vireo-tune" compile "$yaml" "$out/TintraBinaryParameterSet.bin"
+
+# 5. Configuration and the run.
+step "running vireo-awbsim"
+t=$SECONDS
+cfg=$out/main-job.cfg
+cat >"$cfg" <<EOF
+tuningFile=$out/TintraBinaryParameterSet.bin
+awbDLL=$bin/reference/libvireo_awb.so
+awbSimWrapperDLL=$bin/reference/libvireo_wrapper.so
+dataDir=$data
+outputDir=$out
+EOF
+if ! "$bin/driver/vireo-awbsim" "$cfg" >"$out/driver.log" 2>&1; then
+    tail -n 20 "$out/driver.log" >&2
+    echo "main-job: vireo-awbsim failed; its output is in $out/driver.log" >&2
+    exit 1
+fi
+elapsed $t
+
+# 6. Score.
+step "scoring $out/awbSimulationOutput.txt"
+gates=()
+[ $gate = 1 ] && gates=(--max-median 1.5 --max-worst25 4 --beat-grey-world)
+"$bin/tools/score/vireo-score" --results "$out/awbSimulationOutput.txt" \
+    --truth "$data/ground_truth.csv" --data "$data" "${gates[@]}"
