@@ -1,0 +1,76 @@
+#include "SampleFileWriter.h"
+
+#include <charconv>
+#include <cstddef>
+
+namespace Vireo {
+namespace {
+
+// Value lines below each key of kSampleFileKeys, in table order: the
+// statistics header (four saturation thresholds, four ROI values), then the
+// calibration section (a factor count, six CCTs, twenty module factors and
+// the two values of the LED point).
+constexpr size_t kValueLinesPerKey[] = {1, 1, 1, 1, 1, 1, 1, 1, 1, 4, 1, 4, 1, 6, 20, 2};
+static_assert(sizeof kValueLinesPerKey / sizeof kValueLinesPerKey[0] == kSampleFileKeyCount,
+              "one entry per key");
+
+constexpr size_t SumOfValueLines(size_t first, size_t count) {
+    size_t sum = 0;
+    for (size_t key = first; key < first + count; ++key) sum += kValueLinesPerKey[key];
+    return sum;
+}
+static_assert(SumOfValueLines(0, kHeaderKeyCount) == kHeaderSlotCount,
+              "the header keys carry every header slot");
+static_assert(SumOfValueLines(kHeaderKeyCount, kCalibrationKeyCount) == kCalibrationSlotCount,
+              "the calibration keys carry every calibration slot");
+
+// Keys [firstKey, firstKey + keyCount) with their value lines taken in order.
+void AppendKeyedValues(std::string& out, size_t firstKey, size_t keyCount,
+                       const std::string* values) {
+    for (size_t key = firstKey; key < firstKey + keyCount; ++key) {
+        AppendLine(out, kSampleFileKeys[key]);
+        for (size_t i = 0; i < kValueLinesPerKey[key]; ++i) AppendLine(out, *values++);
+    }
+}
+
+// The longest line of the channel section: a signed 64-bit number.
+constexpr size_t kMaxNumberLine = 21;
+
+}  // namespace
+
+void AppendLine(std::string& out, std::string_view text) {
+    out.append(text);
+    out.push_back('\n');
+}
+
+void AppendLine(std::string& out, int64_t value) {
+    char digits[24];
+    const auto result = std::to_chars(digits, digits + sizeof digits, value);
+    out.append(digits, result.ptr);
+    out.push_back('\n');
+}
+
+void AppendSampleFile(std::string& out, const SampleFileContent& content) {
+    const size_t regionCount = content.regions.size();
+    out.reserve(out.size() + 2048 + regionCount * 8 * kMaxNumberLine);
+
+    AppendKeyedValues(out, 0, kHeaderKeyCount, content.header.data());
+    AppendKeyedValues(out, kHeaderKeyCount, kCalibrationKeyCount, content.calibration.data());
+
+    // Four sum subsections, then four count subsections, one line per region.
+    for (size_t channel = 0; channel < 4; ++channel) {
+        AppendLine(out, kChannelKeys[channel]);
+        for (const SampleRegionValues& region : content.regions) {
+            AppendLine(out, region.sums[channel]);
+        }
+    }
+    for (size_t channel = 0; channel < 4; ++channel) {
+        AppendLine(out, kChannelKeys[4 + channel]);
+        for (const SampleRegionValues& region : content.regions) {
+            AppendLine(out, region.counts[channel]);
+        }
+    }
+    AppendLine(out, kChannelKeys[kChannelSubsectionCount]);
+}
+
+}  // namespace Vireo
