@@ -48,7 +48,9 @@ done
 
 # The data only changes with the generator's source, so it is made once and
 # kept under build/bench-data.
-generator_hash=$(cat "$root"/bench/{BenchDataGen.cpp,SampleText.cpp,SampleText.h} | sha256sum | cut -c1-16)
+generator_hash=$(cat "$root"/bench/{BenchDataGen.cpp,SampleText.cpp,SampleText.h} \
+  "$root"/tools/common/SampleFileWriter.{h,cpp} "$root"/readers/SampleFileKeys.h |
+  sha256sum | cut -c1-16)
 mkdir -p "$data_root" "$work"
 
 median() { sort -g | awk '{ v[NR] = $1 } END { print (NR % 2) ? v[(NR + 1) / 2] : (v[NR / 2] + v[NR / 2 + 1]) / 2 }'; }
