@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "DummyInfo.h"
+#include "SampleFileWriter.h"
 #include "SampleReaders.h"
 #include "SyntheticRegions.h"
 #include "TuningCodec.h"
@@ -49,49 +50,26 @@ struct Fixture {
     }
 
     void WriteSample() const {
-        std::ofstream out(samplePath);
-        const int n = kColumns * kRows;
-        const char* keys[] = {"LuxIndex:",
-                              "AECSettled:",
-                              "Horizontal Region Count:",
-                              "Vertical Region Count:",
-                              "Total Region Count:",
-                              "Region Width:",
-                              "Region Height:",
-                              "Bit Depth:",
-                              "Flags:",
-                              "Saturation Threshold:",
-                              "Valid Region Count:",
-                              "Stats ROI:"};
-        const std::vector<std::vector<long>> values = {{250},      {1},
-                                                       {kColumns}, {kRows},
-                                                       {n},        {72},
-                                                       {72},       {10},
-                                                       {0},        {1023, 1023, 1023, 1023},
-                                                       {n},        {0, 0, 4608, 3456}};
-        for (int k = 0; k < 12; ++k) {
-            out << keys[k] << "\n";
-            for (long v : values[k]) out << v << "\n";
+        const std::string columns = std::to_string(kColumns);
+        const std::string rows = std::to_string(kRows);
+        const std::string n = std::to_string(kColumns * kRows);
+        Vireo::SampleFileContent content;
+        content.header = {"250",  "1",    columns, rows,   n, "72", "72", "10",   "0",
+                          "1023", "1023", "1023",  "1023", n, "0",  "0",  "4608", "3456"};
+        size_t next = 0;
+        content.calibration[next++] = "1";
+        for (int i = 0; i < 6; ++i) content.calibration[next++] = std::to_string(2800 + 700 * i);
+        for (int i = 0; i < 20; ++i) content.calibration[next++] = "1.0";
+        content.calibration[next++] = "0.5";
+        content.calibration[next++] = "0.5";
+        for (const VireoAwbRegion& region : regions) {
+            content.regions.push_back(
+                {{{region.rSum, region.grSum, region.bSum, region.gbSum}}, {{64, 64, 64, 64}}});
         }
-        out << "Num Calibration Factors:\n1\nCalibration Factor CCTs:\n";
-        for (int i = 0; i < 6; ++i) out << 2800 + 700 * i << "\n";
-        out << "Module Calibration Factors:\n";
-        for (int i = 0; i < 20; ++i) out << "1.0\n";
-        out << "Single LED Calibration Point:\n0.5\n0.5\n";
-        const std::pair<const char*, int64_t VireoAwbRegion::*> sums[] = {
-            {"R Sum:", &VireoAwbRegion::rSum},
-            {"G/GR Sum:", &VireoAwbRegion::grSum},
-            {"B Sum:", &VireoAwbRegion::bSum},
-            {"GB Sum:", &VireoAwbRegion::gbSum}};
-        for (const auto& [key, field] : sums) {
-            out << key << "\n";
-            for (const auto& region : regions) out << region.*field << "\n";
-        }
-        for (const char* key : {"R Count:", "G/GR Count:", "B Count:", "GB Count:"}) {
-            out << key << "\n";
-            for (int i = 0; i < n; ++i) out << 64 << "\n";
-        }
-        out << "R SatSum:\n";
+        std::string text;
+        Vireo::AppendSampleFile(text, content);
+        std::ofstream(samplePath, std::ios::binary)
+            .write(text.data(), static_cast<std::streamsize>(text.size()));
     }
 };
 

@@ -50,13 +50,11 @@ std::string SampleFile(const SamplePlan& plan, int seed) {
     for (size_t i = 0; i < made.size(); ++i) {
         const VireoAwbRegion& r = made[i];
         if (plan.blank) {
-            text.regions[i] = {"0", "0", "0", "0", "0", "0", "0", "0"};
+            text.regions[i] = {};
             continue;
         }
-        text.regions[i] = {std::to_string(r.rSum),   std::to_string(r.grSum),
-                           std::to_string(r.bSum),   std::to_string(r.gbSum),
-                           std::to_string(r.rCount), std::to_string(r.grCount),
-                           std::to_string(r.bCount), std::to_string(r.gbCount)};
+        text.regions[i] = {{{r.rSum, r.grSum, r.bSum, r.gbSum}},
+                           {{r.rCount, r.grCount, r.bCount, r.gbCount}}};
     }
     return VireoTest::SampleFileText(text);
 }

@@ -129,22 +129,21 @@ SampleText MakeSample(int regionCount, int seed) {
                      "0",
                      "2048",
                      "1536"};
-    sample.calibration.push_back("3");
+    size_t next = 0;
+    sample.calibration[next++] = "3";
     for (int i = 0; i < 6; ++i) {
-        sample.calibration.push_back(std::to_string(2800 + 700 * i));
+        sample.calibration[next++] = std::to_string(2800 + 700 * i);
     }
     for (int i = 0; i < 20; ++i) {
-        sample.calibration.push_back(std::to_string(0.95 + 0.005 * (i + seed)).substr(0, 6));
+        sample.calibration[next++] = std::to_string(0.95 + 0.005 * (i + seed)).substr(0, 6);
     }
-    sample.calibration.push_back("0.5");
-    sample.calibration.push_back("0.25");
+    sample.calibration[next++] = "0.5";
+    sample.calibration[next++] = "0.25";
     for (int r = 0; r < regionCount; ++r) {
-        std::vector<std::string> region;
+        Vireo::SampleRegionValues region;
         for (int channel = 0; channel < 4; ++channel) {
-            region.push_back(std::to_string(1000000LL * (channel + 1) + 1000 * r + seed));
-        }
-        for (int channel = 0; channel < 4; ++channel) {
-            region.push_back(std::to_string(200 + 10 * channel + r));
+            region.sums[static_cast<size_t>(channel)] = 1000000LL * (channel + 1) + 1000 * r + seed;
+            region.counts[static_cast<size_t>(channel)] = 200 + 10 * channel + r;
         }
         sample.regions.push_back(region);
     }
@@ -152,47 +151,9 @@ SampleText MakeSample(int regionCount, int seed) {
 }
 
 std::string SampleFileText(const SampleText& sample) {
-    static const char* const headerKeys[] = {"LuxIndex:",
-                                             "AECSettled:",
-                                             "Horizontal Region Count:",
-                                             "Vertical Region Count:",
-                                             "Total Region Count:",
-                                             "Region Width:",
-                                             "Region Height:",
-                                             "Bit Depth:",
-                                             "Flags:",
-                                             "Saturation Threshold:",
-                                             "Valid Region Count:",
-                                             "Stats ROI:"};
-    static const int headerValues[] = {1, 1, 1, 1, 1, 1, 1, 1, 1, 4, 1, 4};
-    static const char* const calibrationKeys[] = {
-        "Num Calibration Factors:", "Calibration Factor CCTs:", "Module Calibration Factors:",
-        "Single LED Calibration Point:"};
-    static const int calibrationValues[] = {1, 6, 20, 2};
-    static const char* const channelKeys[] = {"R Sum:",   "G/GR Sum:",   "B Sum:",   "GB Sum:",
-                                              "R Count:", "G/GR Count:", "B Count:", "GB Count:"};
     std::string text;
-    size_t next = 0;
-    for (int key = 0; key < 12; ++key) {
-        text += std::string(headerKeys[key]) + "\n";
-        for (int i = 0; i < headerValues[key]; ++i) {
-            text += sample.header.at(next++) + "\n";
-        }
-    }
-    next = 0;
-    for (int key = 0; key < 4; ++key) {
-        text += std::string(calibrationKeys[key]) + "\n";
-        for (int i = 0; i < calibrationValues[key]; ++i) {
-            text += sample.calibration.at(next++) + "\n";
-        }
-    }
-    for (int key = 0; key < 8; ++key) {
-        text += std::string(channelKeys[key]) + "\n";
-        for (const auto& region : sample.regions) {
-            text += region.at(static_cast<size_t>(key)) + "\n";
-        }
-    }
-    text += "R SatSum:\n0\n";
+    Vireo::AppendSampleFile(text, sample);
+    Vireo::AppendLine(text, "0");  // a value below "R SatSum:", as recorders write
     return text;
 }
 

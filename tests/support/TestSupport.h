@@ -8,6 +8,8 @@
 #include <utility>
 #include <vector>
 
+#include "SampleFileWriter.h"
+
 namespace VireoTest {
 
 // A fresh folder under the system's temporary folder, removed with its
@@ -43,13 +45,9 @@ RunResult Run(const std::string& program, const std::vector<std::string>& argume
               const std::string& workingDirectory,
               const std::vector<std::string>& environment = {});
 
-// The values of one sample file, as the text that stands on each value line.
-struct SampleText {
-    std::vector<std::string> header;       // 18 value lines, file order
-    std::vector<std::string> calibration;  // 29 value lines, file order
-    // Per region: R, G/GR, B, GB sums, then R, G/GR, B, GB counts.
-    std::vector<std::vector<std::string>> regions;
-};
+// The values of one sample file: header and calibration as the text of their
+// value lines (a test may write anything there), regions as numbers.
+using SampleText = Vireo::SampleFileContent;
 
 // A well-formed sample with `regionCount` regions whose values follow from
 // `seed`, with a header that announces exactly that many regions.
