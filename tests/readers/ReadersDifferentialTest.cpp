@@ -34,28 +34,19 @@ public:
     uint64_t Below(uint64_t n) { return engine_() % n; }
     bool OneIn(uint64_t n) { return Below(n) == 0; }
 
-    std::string Digits(int count) {
+    std::string Digits(uint64_t count) {
         std::string text;
-        for (int i = 0; i < count; ++i) {
-            text += static_cast<char>('0' + Below(10));
-        }
+        while (count-- > 0) text += static_cast<char>('0' + Below(10));
         return text;
     }
 
     std::string Number() {
-        switch (Below(8)) {
-            case 0:
-                return std::to_string(Below(100000));
-            case 1:
-                return Digits(1 + static_cast<int>(Below(12))) + "." +
-                       Digits(static_cast<int>(Below(9)));
-            case 2:
-                return "-" + Digits(1 + static_cast<int>(Below(6))) + "." + Digits(2);
-            case 3:
-                return OddNumber();
-            default:
-                return std::to_string(Below(1u << 20));
-        }
+        const uint64_t kind = Below(8);
+        if (kind == 0) return std::to_string(Below(100000));
+        if (kind == 1) return Digits(1 + Below(12)) + "." + Digits(Below(9));
+        if (kind == 2) return "-" + Digits(1 + Below(6)) + "." + Digits(2);
+        if (kind == 3) return OddNumber();
+        return std::to_string(Below(1u << 20));
     }
 
     // Numbers at the edges of the conversions: other notations, white
@@ -127,10 +118,7 @@ public:
     std::string Render(const Lines& lines) {
         const bool crlf = OneIn(10);
         std::string text;
-        for (const std::string& line : lines) {
-            text += line;
-            text += crlf ? "\r\n" : "\n";
-        }
+        for (const std::string& line : lines) text += line + (crlf ? "\r\n" : "\n");
         if (OneIn(10)) {
             text.erase(Below(text.size() + 1));  // cut anywhere, last line unterminated
         } else if (OneIn(10) && !text.empty()) {
@@ -180,10 +168,6 @@ TEST(ReadersDifferential, FastReadersMatchTextbookReadersByteForByte) {
         // A fresh name each time: rewriting one file in place makes some file
         // systems flush it to disk on every close, which is slow.
         std::string path = folder.Write("sample" + std::to_string(file) + ".txt", content);
-        struct Remover {
-            const std::string& path;
-            ~Remover() { std::remove(path.c_str()); }
-        } remover{path};
         const unsigned char pattern = static_cast<unsigned char>(generator.Below(256));
         SCOPED_TRACE("file " + std::to_string(file) + ":\n" + Printable(content));
 
@@ -208,6 +192,7 @@ TEST(ReadersDifferential, FastReadersMatchTextbookReadersByteForByte) {
                   Vireo::Straightforward::ParseBGChannelInfo(path.data(), count, textbook.data()));
         ASSERT_EQ(FirstDifference(fast.data(), textbook.data(), allocated), -1)
             << "channel records, region count " << count;
+        std::remove(path.c_str());  // a failure returns early; the folder goes all the same
     }
 }
 

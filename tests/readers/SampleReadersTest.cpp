@@ -121,19 +121,12 @@ std::vector<uint32_t> Header(std::vector<float> s) {
     s.resize(Vireo::kHeaderSlotCount, 0.0f);
     auto r = Filled<ChannelData>(kPattern);  // reserved is never written
     r.luxIndex = s[0];
-    int32_t* const fields[] = {&r.aecSettled,
-                               &r.horizontalRegionCount,
-                               &r.verticalRegionCount,
-                               &r.totalRegionCount,
-                               &r.regionWidth,
-                               &r.regionHeight,
-                               &r.bitDepth,
-                               &r.flags,
-                               &r.saturationThreshold[0],
-                               &r.saturationThreshold[1],
-                               &r.saturationThreshold[2],
-                               &r.saturationThreshold[3],
-                               &r.validRegionCount};
+    // clang-format off
+    int32_t* const fields[] = {&r.aecSettled, &r.horizontalRegionCount, &r.verticalRegionCount,
+        &r.totalRegionCount, &r.regionWidth, &r.regionHeight, &r.bitDepth, &r.flags,
+        &r.saturationThreshold[0], &r.saturationThreshold[1], &r.saturationThreshold[2],
+        &r.saturationThreshold[3], &r.validRegionCount};
+    // clang-format on
     for (size_t i = 0; i < 13; ++i) *fields[i] = static_cast<int32_t>(s[1 + i]);
     for (size_t i = 0; i < 4; ++i) r.statsROI[i] = static_cast<uint32_t>(s[14 + i]);
     return Words(&r);
