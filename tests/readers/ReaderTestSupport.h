@@ -1,9 +1,12 @@
 // Helpers shared by the reader tests: a temporary folder for sample files,
-// and the text of sample-file sections built from their keys and values.
+// sample-file sections built from keys and values, and records compared
+// byte for byte.
 #ifndef VIREO_READER_TEST_SUPPORT_H
 #define VIREO_READER_TEST_SUPPORT_H
 
+#include <cstdint>
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <string>
@@ -12,14 +15,18 @@
 namespace Vireo {
 namespace Testing {
 
+using Lines = std::vector<std::string>;
+
+// Value lines after each header key, then after each calibration key.
+inline const std::vector<int> kHeaderValuesPerKey = {1, 1, 1, 1, 1, 1, 1, 1, 1, 4, 1, 4};
+inline const std::vector<int> kCalibrationValuesPerKey = {1, 6, 20, 2};
+
 // A folder under the system's temporary directory, removed with its files.
 class TempFolder {
 public:
     TempFolder() {
-        std::string pattern = (std::filesystem::temp_directory_path() / "vireo-readers-XXXXXX");
-        if (mkdtemp(pattern.data()) != nullptr) {
-            path_ = pattern;
-        }
+        std::string pattern = std::filesystem::temp_directory_path() / "vireo-readers-XXXXXX";
+        if (mkdtemp(pattern.data()) != nullptr) path_ = pattern;
     }
     ~TempFolder() {
         std::error_code ignored;
@@ -41,30 +48,36 @@ private:
     std::string path_;
 };
 
-// Key lines, each followed by as many value lines as its count says, taken
-// from values in order. Missing values are left out.
-inline std::string SectionText(const std::vector<const char*>& keys,
-                               const std::vector<int>& valuesPerKey,
-                               const std::vector<std::string>& values) {
-    std::string text;
+// Each key line followed by as many of values (in order) as its count says.
+inline Lines SectionLines(const char* const* keys, const std::vector<int>& valuesPerKey,
+                          const Lines& values) {
+    Lines lines;
     size_t next = 0;
-    for (size_t k = 0; k < keys.size(); ++k) {
-        text += std::string(keys[k]) + "\n";
+    for (size_t k = 0; k < valuesPerKey.size(); ++k) {
+        lines.push_back(keys[k]);
         for (int i = 0; i < valuesPerKey[k] && next < values.size(); ++i) {
-            text += values[next++] + "\n";
+            lines.push_back(values[next++]);
         }
     }
-    return text;
+    return lines;
 }
 
-inline const std::vector<int>& HeaderValuesPerKey() {
-    static const std::vector<int> counts = {1, 1, 1, 1, 1, 1, 1, 1, 1, 4, 1, 4};
-    return counts;
+// A record with every byte set to pattern, so that a field the reader must
+// leave alone shows when it is written.
+template <typename Record>
+Record Filled(unsigned char pattern) {
+    Record record;
+    std::memset(static_cast<void*>(&record), pattern, sizeof record);
+    return record;
 }
 
-inline const std::vector<int>& CalibrationValuesPerKey() {
-    static const std::vector<int> counts = {1, 6, 20, 2};
-    return counts;
+// The bytes of count records as 32-bit words: a mismatch names its word.
+template <typename Record>
+std::vector<uint32_t> Words(const Record* records, size_t count = 1) {
+    static_assert(sizeof(Record) % 4 == 0, "records are whole words");
+    std::vector<uint32_t> words(count * sizeof(Record) / 4);
+    std::memcpy(words.data(), static_cast<const void*>(records), count * sizeof(Record));
+    return words;
 }
 
 }  // namespace Testing

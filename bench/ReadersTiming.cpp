@@ -1,53 +1,27 @@
-// Times the fast readers against the textbook ones on one generated sample
-// file of 3072 regions (about 200 KB), the way the driver calls them for
-// every sample: header, channel records, calibration. Not a test: build the
-// target readers_timing and run it by hand.
-//   readers_timing [repetitions]
+// Times the fast readers against the textbook ones on one benchmark sample
+// file of 64 x 48 regions, the way the driver calls them for every sample:
+// header, channel records, calibration. A quick look at one file; the
+// Google Benchmark program vireo-bench-readers covers all grid sizes.
+//   vireo-bench-readers-timing [repetitions]
+#include <unistd.h>
+
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
-#include <random>
+#include <filesystem>
+#include <fstream>
 #include <string>
 #include <vector>
 
-#include "ReaderTestSupport.h"
-#include "SampleFileKeys.h"
 #include "SampleReaders.h"
+#include "SampleText.h"
 #include "StraightforwardReaders.h"
 
 namespace {
 
-constexpr int kRegions = 3072;
-
-std::string SampleFile() {
-    std::mt19937 random(7);
-    std::string text;
-    const char* headerValues[] = {"250.5", "1",    "64", "48",   "3072", "60",
-                                  "45",    "10",   "0",  "1023", "1023", "1023",
-                                  "1023",  "3072", "0",  "0",    "3840", "2160"};
-    size_t next = 0;
-    for (size_t k = 0; k < Vireo::kHeaderKeyCount; ++k) {
-        text += std::string(Vireo::kSampleFileKeys[k]) + "\n";
-        for (int i = 0; i < Vireo::Testing::HeaderValuesPerKey()[k]; ++i) {
-            text += std::string(headerValues[next++]) + "\n";
-        }
-    }
-    for (size_t k = 0; k < Vireo::kCalibrationKeyCount; ++k) {
-        text += std::string(Vireo::kSampleFileKeys[Vireo::kHeaderKeyCount + k]) + "\n";
-        for (int i = 0; i < Vireo::Testing::CalibrationValuesPerKey()[k]; ++i) {
-            text += std::to_string(1.0 + (random() % 1000) / 1000.0) + "\n";
-        }
-    }
-    for (size_t k = 0; k < Vireo::kChannelSubsectionCount; ++k) {
-        text += std::string(Vireo::kChannelKeys[k]) + "\n";
-        for (int i = 0; i < kRegions; ++i) {
-            text += std::to_string(k < 4 ? random() % 4000000 : random() % 4000) + "\n";
-        }
-    }
-    return text + "R SatSum:\n0\n";
-}
+constexpr VireoBench::Grid kGrid{64, 48};
 
 struct Readers {
     const char* name;
@@ -87,18 +61,25 @@ Times MicrosecondsPerSample(const Readers& readers, std::string& path, int repet
 
 int main(int argc, char** argv) {
     const int repetitions = argc > 1 ? std::atoi(argv[1]) : 200;
-    Vireo::Testing::TempFolder folder;
-    const std::string content = SampleFile();
-    std::string path = folder.Write("sample.txt", content);
+    const std::string content = VireoBench::MakeSampleText(0, 0, kGrid);
+    std::string path =
+        (std::filesystem::temp_directory_path() / "vireo-readers-timing-XXXXXX").string();
+    const int descriptor = mkstemp(path.data());
+    if (descriptor < 0) {
+        std::perror("mkstemp");
+        return 2;
+    }
+    close(descriptor);
+    std::ofstream(path, std::ios::binary) << content;
     const Readers all[] = {
         {"fast", Vireo::ParseBGStatsInfo, Vireo::ParseBGChannelInfo, Vireo::ParseCalibrationInfo},
         {"straightforward", Vireo::Straightforward::ParseBGStatsInfo,
          Vireo::Straightforward::ParseBGChannelInfo, Vireo::Straightforward::ParseCalibrationInfo}};
     std::vector<StatsBayerGridChannelInfoS> records[2] = {
-        std::vector<StatsBayerGridChannelInfoS>(kRegions),
-        std::vector<StatsBayerGridChannelInfoS>(kRegions)};
-    std::printf("sample file: %zu bytes, %d regions, %d repetitions\n", content.size(), kRegions,
-                repetitions);
+        std::vector<StatsBayerGridChannelInfoS>(kGrid.Total()),
+        std::vector<StatsBayerGridChannelInfoS>(kGrid.Total())};
+    std::printf("sample file: %zu bytes, %d regions, %d repetitions\n", content.size(),
+                kGrid.Total(), repetitions);
     Times times[2];
     for (int r = 0; r < 2; ++r) {
         MicrosecondsPerSample(all[r], path, 3, records[r]);  // warm the page cache
@@ -106,9 +87,11 @@ int main(int argc, char** argv) {
         std::printf("%-16s %9.1f us wall, %9.1f us processor time per sample (three readers)\n",
                     all[r].name, times[r].wall, times[r].cpu);
     }
-    const bool same = std::memcmp(records[0].data(), records[1].data(),
-                                  kRegions * sizeof(StatsBayerGridChannelInfoS)) == 0;
+    const bool same =
+        std::memcmp(records[0].data(), records[1].data(),
+                    static_cast<size_t>(kGrid.Total()) * sizeof(StatsBayerGridChannelInfoS)) == 0;
     std::printf("speed-up %.1fx (processor time), records %s\n", times[1].cpu / times[0].cpu,
                 same ? "identical" : "DIFFER");
+    std::remove(path.c_str());
     return same ? 0 : 1;
 }
