@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstring>
 
 #include "RegionSelection.h"
 
@@ -118,32 +119,19 @@ void GreyWorld(const Estimator& e, int32_t count, float lnRFactor, float lnBFact
     *v = static_cast<float>(std::log(sumB / sumG)) - lnBFactor;
 }
 
-// One pass over the selected regions, four at a time: log chromaticity,
-// place relative to the curve, vote weight (0 outside the grey zone), and the
-// votes themselves, spread over the two nearest search bins so a position
-// keeps its sub-bin part (the votes times the signed distance, which only
-// feed a mean across the curve, go whole to the lower bin). Groups with
-// nothing selected, or whose ratios all lie outside the box around the curve
-// (coloured surfaces), cost a few comparisons. Returns how many selected
-// regions are in the grey zone.
-uint32_t WeighAndVote(Estimator* e, int32_t count, float lnRFactor, float lnBFactor) {
-    const Tuning::TuningParams& p = e->params;
-    std::fill(e->lanes.begin(), e->lanes.end(), VoteLanes{});
+// The regions that may vote, four at a time: groups with nothing selected,
+// or whose ratios all lie outside the box around the curve (coloured
+// surfaces), cost a few comparisons; the others are packed, in order, into
+// the group scratch with their log chromaticity and which lanes are
+// selected. Returns how many lanes were packed (a multiple of four).
+uint32_t GatherCandidates(Estimator* e, int32_t count, float lnRFactor, float lnBFactor) {
     // The box in ratios of this module; widened by 0.1 %, far more than
     // FastLn's error, so a region it leaves out is surely outside.
     const float rgLow = std::exp(e->nearLowU + lnRFactor) * 0.999f;
     const float rgHigh = std::exp(e->nearHighU + lnRFactor) * 1.001f;
     const float bgLow = std::exp(e->nearLowV + lnBFactor) * 0.999f;
     const float bgHigh = std::exp(e->nearHighV + lnBFactor) * 1.001f;
-    const float widthSquared = p.greyZoneWidth * p.greyZoneWidth;
-    const float inv2Sigma2 = 0.5f / (p.likelihoodSigma * p.likelihoodSigma);
-    const float invBin = e->binWidth > 0.0f ? 1.0f / e->binWidth : 0.0f;
-    const int last = static_cast<int>(e->lanes.size()) - 1;
-    const float lastBin = static_cast<float>(last);
-    const float margin = static_cast<float>(e->margin);
-    const Float4 zero = Broadcast4(0.0f);
-    VoteLanes* bins = e->lanes.data();
-    Int4 grey = {0, 0, 0, 0};
+    uint32_t packed = 0;
     for (int32_t i = 0; i < count; i += 4) {
         const Int4 chosen = Load4(e->selected.data() + i) != 0.0f;
         if (!AnyLane(chosen)) continue;
@@ -152,36 +140,79 @@ uint32_t WeighAndVote(Estimator* e, int32_t count, float lnRFactor, float lnBFac
         const Float4 bg = Load4(e->meanB.data() + i) * inverseG;
         const Int4 near = chosen & (rg >= rgLow) & (rg <= rgHigh) & (bg >= bgLow) & (bg <= bgHigh);
         if (!AnyLane(near)) continue;
-        Float4 along;
-        Float4 squared;
-        Float4 side;
-        ProjectFour(e->curve, FastLn4(rg) - lnRFactor, FastLn4(bg) - lnBFactor, &along, &squared,
-                    &side);
-        const Int4 inside = (squared <= widthSquared) & chosen;
-        if (!AnyLane(inside)) continue;
+        Store4(e->u.data() + packed, FastLn4(rg) - lnRFactor);
+        Store4(e->v.data() + packed, FastLn4(bg) - lnBFactor);
+        Store4(e->chosen.data() + packed, chosen ? Broadcast4(1.0f) : Broadcast4(0.0f));
+        packed += 4;
+    }
+    return packed;
+}
+
+// Weighs the packed regions and casts their votes, spread over the two
+// nearest search bins so a position keeps its sub-bin part (the votes times
+// the signed distance, which only feed a mean across the curve, go whole to
+// the lower bin). Short passes with independent iterations, which the
+// processor overlaps far better than one long chain per group. Returns how
+// many selected regions are in the grey zone.
+uint32_t WeighAndVote(Estimator* e, uint32_t packed) {
+    const Tuning::TuningParams& p = e->params;
+    float* u = e->u.data();
+    float* v = e->v.data();
+    float* along = e->along.data();
+    float* squared = e->squared.data();
+    float* side = e->side.data();
+    for (uint32_t j = 0; j < packed; j += 4) {
+        Float4 a;
+        Float4 d2;
+        Float4 sign;
+        ProjectFour(e->curve, Load4(u + j), Load4(v + j), &a, &d2, &sign);
+        Store4(along + j, a);
+        Store4(squared + j, d2);
+        Store4(side + j, sign);
+    }
+    const float widthSquared = p.greyZoneWidth * p.greyZoneWidth;
+    const float inv2Sigma2 = 0.5f / (p.likelihoodSigma * p.likelihoodSigma);
+    const float invBin = e->binWidth > 0.0f ? 1.0f / e->binWidth : 0.0f;
+    const int last = static_cast<int>(e->lanes.size()) - 1;
+    const float lastBin = static_cast<float>(last);
+    const float margin = static_cast<float>(e->margin);
+    const Float4 zero = Broadcast4(0.0f);
+    // From here on u holds the weight at the lower bin, v the weight at the
+    // upper one, side the weight times the signed distance.
+    int32_t* bin = e->bin.data();
+    Int4 grey = {0, 0, 0, 0};
+    for (uint32_t j = 0; j < packed; j += 4) {
+        const Float4 d2 = Load4(squared + j);
+        const Int4 inside = (d2 <= widthSquared) & (Load4(e->chosen.data() + j) != 0.0f);
         grey += inside;
         // Lanes outside vote 0 at bin 0, which changes nothing; their
         // squared distance may be infinite, hence the masks.
-        const Float4 weight = inside ? FastNegExp4(squared * inv2Sigma2) : zero;
-        const Float4 distance = {std::sqrt(squared[0]), std::sqrt(squared[1]),
-                                 std::sqrt(squared[2]), std::sqrt(squared[3])};
-        const Float4 offset = inside ? weight * (side >= 0.0f ? distance : -distance) : zero;
-        Float4 position = margin + along * invBin;
+        const Float4 weight = inside ? FastNegExp4(d2 * inv2Sigma2) : zero;
+        const Float4 distance = {std::sqrt(d2[0]), std::sqrt(d2[1]), std::sqrt(d2[2]),
+                                 std::sqrt(d2[3])};
+        const Float4 offset =
+            inside ? weight * (Load4(side + j) >= 0.0f ? distance : -distance) : zero;
+        Float4 position = margin + Load4(along + j) * invBin;
         position = position < 0.0f ? zero : position;
         position = position > lastBin ? Broadcast4(lastBin) : position;
         position = inside ? position : zero;
         Int4 low = __builtin_convertvector(position, Int4);
         low = low > last - 1 ? Int4{} + (last - 1) : low;
         const Float4 high = position - __builtin_convertvector(low, Float4);
-        const Float4 lowWeight = weight * (1.0f - high);
-        const Float4 highWeight = weight * high;
-        // Region i writes lane i % 4, so consecutive votes for the same bin
-        // do not wait for each other's stores.
-        for (int k = 0; k < 4; ++k) {
-            bins[low[k]].weight[k] += lowWeight[k];
-            bins[low[k]].offset[k] += offset[k];
-            bins[low[k] + 1].weight[k] += highWeight[k];
-        }
+        std::memcpy(bin + j, &low, sizeof low);
+        Store4(u + j, weight * (1.0f - high));
+        Store4(v + j, weight * high);
+        Store4(side + j, offset);
+    }
+    // Region j writes lane j % 4, so consecutive votes for the same bin do
+    // not wait for each other's stores.
+    VoteLanes* bins = e->lanes.data();
+    std::fill(e->lanes.begin(), e->lanes.end(), VoteLanes{});
+    for (uint32_t j = 0; j < packed; ++j) {
+        const uint32_t lane = j & 3u;
+        bins[bin[j]].weight[lane] += u[j];
+        bins[bin[j]].offset[lane] += side[j];
+        bins[bin[j] + 1].weight[lane] += v[j];
     }
     return CountLanes(grey);
 }
@@ -291,9 +322,11 @@ int Estimate(Estimator* e, const VireoAwbFrame& frame, VireoAwbResult* result) {
     // Room for the passes, which work four regions at a time.
     const size_t room = (static_cast<size_t>(count) + 3) / 4 * 4;
     if (e->meanR.size() < room) {
-        for (std::vector<float>* scratch : {&e->meanR, &e->meanG, &e->meanB, &e->selected}) {
+        for (std::vector<float>* scratch : {&e->meanR, &e->meanG, &e->meanB, &e->selected, &e->u,
+                                            &e->v, &e->chosen, &e->along, &e->squared, &e->side}) {
             scratch->resize(room);
         }
+        e->bin.resize(room);
     }
     const uint32_t valid = SelectAll(e, frame, count);
     result->validRegionCount = valid;
@@ -313,7 +346,7 @@ int Estimate(Estimator* e, const VireoAwbFrame& frame, VireoAwbResult* result) {
         SetWhite(greyU, greyV, PointAt(e->curve, position.s).mired, rFactor, bFactor, result);
         return 0;
     }
-    result->greyRegionCount = WeighAndVote(e, count, lnRFactor, lnBFactor);
+    result->greyRegionCount = WeighAndVote(e, GatherCandidates(e, count, lnRFactor, lnBFactor));
     if (result->greyRegionCount == 0) {
         result->flags |= VIREO_AWB_FLAG_NO_GREY_REGION;
         GreyWorld(*e, count, lnRFactor, lnBFactor, &greyU, &greyV);

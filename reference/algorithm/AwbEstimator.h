@@ -4,6 +4,7 @@
 #ifndef VIREO_REFERENCE_AWB_ESTIMATOR_H
 #define VIREO_REFERENCE_AWB_ESTIMATOR_H
 
+#include <cstdint>
 #include <vector>
 
 #include "CtCurve.h"
@@ -51,6 +52,17 @@ struct Estimator {
     std::vector<float> meanG;
     std::vector<float> meanB;
     std::vector<float> selected;
+    // Per group of four regions that may vote, packed: log chromaticity
+    // (later the vote weights), which lanes are selected (1/0), place along
+    // the curve, squared distance from it, the side it lies on (later the
+    // vote times the signed distance) and the lower search bin of the vote.
+    std::vector<float> u;
+    std::vector<float> v;
+    std::vector<float> chosen;
+    std::vector<float> along;
+    std::vector<float> squared;
+    std::vector<float> side;
+    std::vector<int32_t> bin;
     // Per search bin (with margins): the votes, and the votes times their
     // signed distance from the curve.
     std::vector<float> votes;
