@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstring>
 
 #include "RegionSelection.h"
 
@@ -58,19 +59,6 @@ void SetWhiteNearCurve(const Estimator& e, float s, float offset, float rFactor,
              rFactor, bFactor, result);
 }
 
-// Spreads a vote over the two nearest bins, so the position keeps its
-// sub-bin part; position is in bins and clamped to the array. The offset,
-// which only feeds a mean across the curve, goes whole to the lower bin.
-inline void AddVote(VoteLanes* bins, int last, int lane, float position, float weight,
-                    float offset) {
-    const float clamped = std::clamp(position, 0.0f, static_cast<float>(last));
-    const int low = std::min(static_cast<int>(clamped), last - 1);
-    const float high = clamped - static_cast<float>(low);
-    bins[low].weight[lane] += weight * (1.0f - high);
-    bins[low].offset[lane] += offset;
-    bins[low + 1].weight[lane] += weight * high;
-}
-
 // One moving average of odd width over two arrays at once, through running
 // sums (two independent chains of additions run side by side). The vote
 // arrays carry empty margins wider than three passes reach, so no window is
@@ -106,14 +94,12 @@ void BoxFilter(int width, std::vector<float>* a, std::vector<float>* b,
     b->swap(*scratchB);
 }
 
-// Pass 1: means and selection of every region, into the scratch arrays.
-// Returns how many regions are selected.
+// Means and selection of every region, into the scratch arrays. Returns how
+// many regions are selected.
 uint32_t SelectAll(Estimator* e, const VireoAwbFrame& frame, int32_t count) {
-    const ChannelMeans means{e->meanR.data(), e->meanGr.data(), e->meanGb.data(), e->meanB.data(),
-                             e->greenShare.data()};
-    ReadMeans(frame.regions, count, means);
-    return SelectMeans(means, count, MakeLimits(frame, e->params), e->meanG.data(),
-                       e->selected.data());
+    const SelectedRegions out{e->meanR.data(), e->meanG.data(), e->meanB.data(),
+                              e->selected.data()};
+    return SelectRegions(frame.regions, count, MakeLimits(frame, e->params), out);
 }
 
 // The grey-world average of the selected regions, in the log-chromaticity
@@ -133,58 +119,107 @@ void GreyWorld(const Estimator& e, int32_t count, float lnRFactor, float lnBFact
     *v = static_cast<float>(std::log(sumB / sumG)) - lnBFactor;
 }
 
-// Passes 2 to 4 over all regions: log chromaticity, place relative to the
-// curve, vote weight (0 outside the grey zone and for regions not
-// selected). Straight loops over arrays, so they run several regions per
-// instruction. Returns how many selected regions are in the grey zone.
-uint32_t WeighAll(Estimator* e, int32_t count, float lnRFactor, float lnBFactor) {
+// The regions that may vote, four at a time: groups with nothing selected,
+// or whose ratios all lie outside the box around the curve (coloured
+// surfaces), cost a few comparisons; the others are packed, in order, into
+// the group scratch with their log chromaticity and which lanes are
+// selected. Returns how many lanes were packed (a multiple of four).
+uint32_t GatherCandidates(Estimator* e, int32_t count, float lnRFactor, float lnBFactor) {
+    // The box in ratios of this module; widened by 0.1 %, far more than
+    // FastLn's error, so a region it leaves out is surely outside.
+    const float rgLow = std::exp(e->nearLowU + lnRFactor) * 0.999f;
+    const float rgHigh = std::exp(e->nearHighU + lnRFactor) * 1.001f;
+    const float bgLow = std::exp(e->nearLowV + lnBFactor) * 0.999f;
+    const float bgHigh = std::exp(e->nearHighV + lnBFactor) * 1.001f;
+    uint32_t packed = 0;
+    for (int32_t i = 0; i < count; i += 4) {
+        const Int4 chosen = Load4(e->selected.data() + i) != 0.0f;
+        if (!AnyLane(chosen)) continue;
+        const Float4 inverseG = 1.0f / Load4(e->meanG.data() + i);
+        const Float4 rg = Load4(e->meanR.data() + i) * inverseG;
+        const Float4 bg = Load4(e->meanB.data() + i) * inverseG;
+        const Int4 near = chosen & (rg >= rgLow) & (rg <= rgHigh) & (bg >= bgLow) & (bg <= bgHigh);
+        if (!AnyLane(near)) continue;
+        Store4(e->u.data() + packed, FastLn4(rg) - lnRFactor);
+        Store4(e->v.data() + packed, FastLn4(bg) - lnBFactor);
+        Store4(e->chosen.data() + packed, chosen ? Broadcast4(1.0f) : Broadcast4(0.0f));
+        packed += 4;
+    }
+    return packed;
+}
+
+// Weighs the packed regions and casts their votes, spread over the two
+// nearest search bins so a position keeps its sub-bin part (the votes times
+// the signed distance, which only feed a mean across the curve, go whole to
+// the lower bin). Short passes with independent iterations, which the
+// processor overlaps far better than one long chain per group. Returns how
+// many selected regions are in the grey zone.
+uint32_t WeighAndVote(Estimator* e, uint32_t packed) {
     const Tuning::TuningParams& p = e->params;
     float* u = e->u.data();
     float* v = e->v.data();
-    const float* r = e->meanR.data();
-    const float* g = e->meanG.data();
-    const float* b = e->meanB.data();
-    const float* selected = e->selected.data();
-    const uint32_t n = static_cast<uint32_t>(count);
-    const uint32_t padded = (n + 3) / 4 * 4;
-    for (uint32_t i = 0; i < n; ++i) {
-        const float inverseG = 1.0f / g[i];
-        u[i] = FastLn(r[i] * inverseG) - lnRFactor;
-        v[i] = FastLn(b[i] * inverseG) - lnBFactor;
-    }
-    for (uint32_t i = n; i < padded; ++i) u[i] = v[i] = 0.0f;
+    float* along = e->along.data();
     float* squared = e->squared.data();
     float* side = e->side.data();
-    ProjectAll(e->curve, u, v, padded, e->along.data(), squared, side);
+    for (uint32_t j = 0; j < packed; j += 4) {
+        Float4 a;
+        Float4 d2;
+        Float4 sign;
+        ProjectFour(e->curve, Load4(u + j), Load4(v + j), &a, &d2, &sign);
+        Store4(along + j, a);
+        Store4(squared + j, d2);
+        Store4(side + j, sign);
+    }
     const float widthSquared = p.greyZoneWidth * p.greyZoneWidth;
     const float inv2Sigma2 = 0.5f / (p.likelihoodSigma * p.likelihoodSigma);
-    float* weight = e->weight.data();
-    uint32_t grey = 0;
-    for (uint32_t i = 0; i < n; ++i) {
-        const bool inside = (squared[i] <= widthSquared) & (selected[i] != 0.0f);
-        const float w = FastNegExp(squared[i] * inv2Sigma2);
-        weight[i] = inside ? w : 0.0f;
-        // From here on the side holds the signed distance itself.
-        const float distance = std::sqrt(squared[i]);
-        side[i] = side[i] >= 0.0f ? distance : -distance;
-        grey += inside ? 1u : 0u;
-    }
-    return grey;
-}
-
-void BayesSearch(Estimator* e, float outdoor, int32_t count, uint32_t valid, float rFactor,
-                 float bFactor, VireoAwbResult* result) {
-    const Tuning::TuningParams& p = e->params;
-    std::fill(e->lanes.begin(), e->lanes.end(), VoteLanes{});
     const float invBin = e->binWidth > 0.0f ? 1.0f / e->binWidth : 0.0f;
     const int last = static_cast<int>(e->lanes.size()) - 1;
+    const float lastBin = static_cast<float>(last);
     const float margin = static_cast<float>(e->margin);
-    for (int32_t i = 0; i < count; ++i) {
-        const float w = e->weight[i];
-        if (w == 0.0f) continue;
-        AddVote(e->lanes.data(), last, static_cast<int>(i & 3u), margin + e->along[i] * invBin, w,
-                w * e->side[i]);
+    const Float4 zero = Broadcast4(0.0f);
+    // From here on u holds the weight at the lower bin, v the weight at the
+    // upper one, side the weight times the signed distance.
+    int32_t* bin = e->bin.data();
+    Int4 grey = {0, 0, 0, 0};
+    for (uint32_t j = 0; j < packed; j += 4) {
+        const Float4 d2 = Load4(squared + j);
+        const Int4 inside = (d2 <= widthSquared) & (Load4(e->chosen.data() + j) != 0.0f);
+        grey += inside;
+        // Lanes outside vote 0 at bin 0, which changes nothing; their
+        // squared distance may be infinite, hence the masks.
+        const Float4 weight = inside ? FastNegExp4(d2 * inv2Sigma2) : zero;
+        const Float4 distance = {std::sqrt(d2[0]), std::sqrt(d2[1]), std::sqrt(d2[2]),
+                                 std::sqrt(d2[3])};
+        const Float4 offset =
+            inside ? weight * (Load4(side + j) >= 0.0f ? distance : -distance) : zero;
+        Float4 position = margin + Load4(along + j) * invBin;
+        position = position < 0.0f ? zero : position;
+        position = position > lastBin ? Broadcast4(lastBin) : position;
+        position = inside ? position : zero;
+        Int4 low = __builtin_convertvector(position, Int4);
+        low = low > last - 1 ? Int4{} + (last - 1) : low;
+        const Float4 high = position - __builtin_convertvector(low, Float4);
+        std::memcpy(bin + j, &low, sizeof low);
+        Store4(u + j, weight * (1.0f - high));
+        Store4(v + j, weight * high);
+        Store4(side + j, offset);
     }
+    // Region j writes lane j % 4, so consecutive votes for the same bin do
+    // not wait for each other's stores.
+    VoteLanes* bins = e->lanes.data();
+    std::fill(e->lanes.begin(), e->lanes.end(), VoteLanes{});
+    for (uint32_t j = 0; j < packed; ++j) {
+        const uint32_t lane = j & 3u;
+        bins[bin[j]].weight[lane] += u[j];
+        bins[bin[j]].offset[lane] += side[j];
+        bins[bin[j] + 1].weight[lane] += v[j];
+    }
+    return CountLanes(grey);
+}
+
+void BayesSearch(Estimator* e, float outdoor, uint32_t valid, float rFactor, float bFactor,
+                 VireoAwbResult* result) {
+    const Tuning::TuningParams& p = e->params;
     for (size_t j = 0; j < e->lanes.size(); ++j) {
         const VoteLanes& lanes = e->lanes[j];
         e->votes[j] = (lanes.weight[0] + lanes.weight[1]) + (lanes.weight[2] + lanes.weight[3]);
@@ -233,6 +268,18 @@ void InitEstimator(const Tuning::TuningParams& params, Estimator* e) {
     e->params = params;
     e->curve = BuildCurve(params.ctCurve);
     IndexSegments(params.greyZoneWidth, &e->curve);
+    e->nearLowU = e->nearHighU = e->curve.nodes.front().u;
+    e->nearLowV = e->nearHighV = e->curve.nodes.front().v;
+    for (const CurveNode& node : e->curve.nodes) {
+        e->nearLowU = std::min(e->nearLowU, node.u);
+        e->nearHighU = std::max(e->nearHighU, node.u);
+        e->nearLowV = std::min(e->nearLowV, node.v);
+        e->nearHighV = std::max(e->nearHighV, node.v);
+    }
+    e->nearLowU -= params.greyZoneWidth;
+    e->nearHighU += params.greyZoneWidth;
+    e->nearLowV -= params.greyZoneWidth;
+    e->nearHighV += params.greyZoneWidth;
     e->binWidth = e->curve.length / static_cast<float>(kSearchBins - 1);
     e->lnPriorOutdoor.resize(kSearchBins);
     e->lnPriorIndoor.resize(kSearchBins);
@@ -272,14 +319,14 @@ int Estimate(Estimator* e, const VireoAwbFrame& frame, VireoAwbResult* result) {
     const float lnRFactor = std::log(rFactor);
     const float lnBFactor = std::log(bFactor);
 
-    // Room for the vector passes, which work four regions at a time.
+    // Room for the passes, which work four regions at a time.
     const size_t room = (static_cast<size_t>(count) + 3) / 4 * 4;
     if (e->meanR.size() < room) {
-        for (std::vector<float>* scratch :
-             {&e->meanR, &e->meanGr, &e->meanGb, &e->meanB, &e->greenShare, &e->meanG, &e->selected,
-              &e->u, &e->v, &e->along, &e->squared, &e->side, &e->weight}) {
+        for (std::vector<float>* scratch : {&e->meanR, &e->meanG, &e->meanB, &e->selected, &e->u,
+                                            &e->v, &e->chosen, &e->along, &e->squared, &e->side}) {
             scratch->resize(room);
         }
+        e->bin.resize(room);
     }
     const uint32_t valid = SelectAll(e, frame, count);
     result->validRegionCount = valid;
@@ -299,7 +346,7 @@ int Estimate(Estimator* e, const VireoAwbFrame& frame, VireoAwbResult* result) {
         SetWhite(greyU, greyV, PointAt(e->curve, position.s).mired, rFactor, bFactor, result);
         return 0;
     }
-    result->greyRegionCount = WeighAll(e, count, lnRFactor, lnBFactor);
+    result->greyRegionCount = WeighAndVote(e, GatherCandidates(e, count, lnRFactor, lnBFactor));
     if (result->greyRegionCount == 0) {
         result->flags |= VIREO_AWB_FLAG_NO_GREY_REGION;
         GreyWorld(*e, count, lnRFactor, lnBFactor, &greyU, &greyV);
@@ -307,7 +354,7 @@ int Estimate(Estimator* e, const VireoAwbFrame& frame, VireoAwbResult* result) {
         SetWhiteNearCurve(*e, position.s, position.distance, rFactor, bFactor, result);
         return 0;
     }
-    BayesSearch(e, result->outdoorWeight, count, valid, rFactor, bFactor, result);
+    BayesSearch(e, result->outdoorWeight, valid, rFactor, bFactor, result);
     return 0;
 }
 

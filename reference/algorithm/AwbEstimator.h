@@ -4,6 +4,7 @@
 #ifndef VIREO_REFERENCE_AWB_ESTIMATOR_H
 #define VIREO_REFERENCE_AWB_ESTIMATOR_H
 
+#include <cstdint>
 #include <vector>
 
 #include "CtCurve.h"
@@ -39,23 +40,29 @@ struct Estimator {
     int boxWidth = 1;
     float boxScale = 1.0f;
     int margin = 0;  // empty bins on each side of the vote array
+    // The box (ln R/G, ln B/G) that holds every point within the grey zone
+    // of the curve: a region whose ratios lie outside it cannot vote.
+    float nearLowU = 0.0f;
+    float nearHighU = 0.0f;
+    float nearLowV = 0.0f;
+    float nearHighV = 0.0f;
     // Scratch reused from sample to sample, so a steady run allocates nothing.
-    // Per region: channel means, green mean, whether it is selected (1/0),
-    // log chromaticity, place along the curve, squared distance from it, the
-    // side it lies on, and its vote (0 outside the grey zone).
+    // Per region: R, green and B means, and whether it is selected (1/0).
     std::vector<float> meanR;
-    std::vector<float> meanGr;
-    std::vector<float> meanGb;
-    std::vector<float> meanB;
-    std::vector<float> greenShare;
     std::vector<float> meanG;
+    std::vector<float> meanB;
     std::vector<float> selected;
+    // Per group of four regions that may vote, packed: log chromaticity
+    // (later the vote weights), which lanes are selected (1/0), place along
+    // the curve, squared distance from it, the side it lies on (later the
+    // vote times the signed distance) and the lower search bin of the vote.
     std::vector<float> u;
     std::vector<float> v;
+    std::vector<float> chosen;
     std::vector<float> along;
     std::vector<float> squared;
     std::vector<float> side;
-    std::vector<float> weight;
+    std::vector<int32_t> bin;
     // Per search bin (with margins): the votes, and the votes times their
     // signed distance from the curve.
     std::vector<float> votes;

@@ -42,6 +42,11 @@ CtCurve BuildCurve(const std::vector<Tuning::CurvePoint>& points) {
         curve.segments.push_back({a.u, a.v, b.u - a.u, b.v - a.v, inverse, a.s, length, unitU,
                                   unitV, a.u * unitU + a.v * unitV, a.v * unitU - a.u * unitV});
     }
+    for (const CurveSegment& g : curve.segments) {
+        curve.segmentLanes.push_back({Broadcast4(g.unitU), Broadcast4(g.unitV),
+                                      Broadcast4(g.startAlong), Broadcast4(g.startAcross),
+                                      Broadcast4(g.length), Broadcast4(g.s)});
+    }
     CurveBand& band = curve.band;
     const CurveNode& first = curve.nodes.front();
     const CurveNode& last = curve.nodes.back();

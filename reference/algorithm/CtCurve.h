@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "TuningParams.h"
+#include "Vector4.h"
 
 namespace Vireo {
 namespace Awb {
@@ -39,6 +40,17 @@ struct CurveSegment {
     float unitV;
     float startAlong;
     float startAcross;
+};
+
+// What ProjectFour needs of a segment, each value already in all four lanes,
+// so the loop over segments loads rather than broadcasts.
+struct SegmentLanes {
+    Float4 unitU;
+    Float4 unitV;
+    Float4 startAlong;
+    Float4 startAcross;
+    Float4 length;
+    Float4 s;
 };
 
 // The chord from the first node to the last, and the band around it that
@@ -70,6 +82,7 @@ struct SegmentIndex {
 struct CtCurve {
     std::vector<CurveNode> nodes;  // at least two
     std::vector<CurveSegment> segments;
+    std::vector<SegmentLanes> segmentLanes;  // the same segments, for ProjectFour
     float length = 0.0f;
     CurveBand band;
     SegmentIndex index;
@@ -121,80 +134,63 @@ inline CurvePosition Project(const CtCurve& curve, float u, float v) {
     return {bestS, bestSide >= 0.0f ? distance : -distance};
 }
 
-// Project for n points at once, into arrays: arc length, squared distance,
-// and a value whose sign is the side. Four points at a time in vector
-// registers (GCC/Clang vector extensions, so SSE and NEON alike); the arrays
-// must have room for n rounded up to a multiple of four.
+// Project for four points at once, in vector lanes: arc length, squared
+// distance, and a value whose sign is the side.
 // Points farther than the index's reach get a squared distance above
 // reach^2, not necessarily the exact one.
-inline void ProjectAll(const CtCurve& curve, const float* u, const float* v, uint32_t n,
-                       float* along, float* squared, float* side) {
-    typedef float Float4 __attribute__((vector_size(16)));
-    typedef int32_t Int4 __attribute__((vector_size(16)));
+inline void ProjectFour(const CtCurve& curve, Float4 pu, Float4 pv, Float4* along, Float4* squared,
+                        Float4* side) {
     const Float4 zero = {0.0f, 0.0f, 0.0f, 0.0f};
     const CurveBand& band = curve.band;
     const SegmentIndex& index = curve.index;
     const float reach = index.reach;
-    const int slices = static_cast<int>(index.first.size());
-    for (uint32_t i = 0; i < n; i += 4) {
-        Float4 pu;
-        Float4 pv;
-        std::memcpy(&pu, u + i, sizeof pu);
-        std::memcpy(&pv, v + i, sizeof pv);
-        Float4 best = {INFINITY, INFINITY, INFINITY, INFINITY};
-        Float4 bestAlong = zero;
-        Float4 bestSide = zero;
-        // Four points all farther than reach from the band that holds the
-        // curve need no exact answer: coloured regions are cheap.
-        const Float4 du = pu - band.originU;
-        const Float4 dv = pv - band.originV;
-        const Float4 x = du * band.unitU + dv * band.unitV;
-        const Float4 y = dv * band.unitU - du * band.unitV;
-        const Int4 outside = (x < band.alongMin - reach) | (x > band.alongMax + reach) |
-                             (y < band.acrossMin - reach) | (y > band.acrossMax + reach);
-        int32_t lanes[4];
-        std::memcpy(lanes, &outside, sizeof lanes);
-        if ((lanes[0] & lanes[1] & lanes[2] & lanes[3]) != 0) {
-            std::memcpy(along + i, &bestAlong, sizeof bestAlong);
-            std::memcpy(squared + i, &best, sizeof best);
-            std::memcpy(side + i, &bestSide, sizeof bestSide);
-            continue;
-        }
-        // The candidate segments of the four points' slices.
-        size_t from = 0;
-        size_t to = curve.segments.size();
-        if (slices > 0) {
-            float chord[4];
-            std::memcpy(chord, &x, sizeof chord);
-            const float lowest =
-                std::min(std::min(chord[0], chord[1]), std::min(chord[2], chord[3]));
-            const float highest =
-                std::max(std::max(chord[0], chord[1]), std::max(chord[2], chord[3]));
-            const float top = static_cast<float>(slices - 1);
-            const float a = std::min(std::max((lowest - index.origin) * index.scale, 0.0f), top);
-            const float b = std::min(std::max((highest - index.origin) * index.scale, 0.0f), top);
-            from = index.first[static_cast<int>(a)];
-            to = static_cast<size_t>(index.last[static_cast<int>(b)]) + 1;
-        }
-        for (size_t k = from; k < to; ++k) {
-            const CurveSegment& g = curve.segments[k];
-            // In the segment's frame: x along it from its start, y across.
-            const Float4 x = pu * g.unitU + pv * g.unitV - g.startAlong;
-            const Float4 y = pv * g.unitU - pu * g.unitV - g.startAcross;
-            const Float4 length = zero + g.length;
-            Float4 onSegment = x < zero ? zero : x;
-            onSegment = onSegment > length ? length : onSegment;
-            const Float4 beyond = x - onSegment;
-            const Float4 candidate = beyond * beyond + y * y;
-            const auto closer = candidate < best;
-            bestAlong = closer ? g.s + onSegment : bestAlong;
-            bestSide = closer ? y : bestSide;
-            best = closer ? candidate : best;
-        }
-        std::memcpy(along + i, &bestAlong, sizeof bestAlong);
-        std::memcpy(squared + i, &best, sizeof best);
-        std::memcpy(side + i, &bestSide, sizeof bestSide);
+    Float4 best = {INFINITY, INFINITY, INFINITY, INFINITY};
+    Float4 bestAlong = zero;
+    Float4 bestSide = zero;
+    // Four points all farther than reach from the band that holds the curve
+    // need no exact answer: coloured regions are cheap.
+    const Float4 du = pu - band.originU;
+    const Float4 dv = pv - band.originV;
+    const Float4 x = du * band.unitU + dv * band.unitV;
+    const Float4 y = dv * band.unitU - du * band.unitV;
+    const Int4 outside = (x < band.alongMin - reach) | (x > band.alongMax + reach) |
+                         (y < band.acrossMin - reach) | (y > band.acrossMax + reach);
+    if ((outside[0] & outside[1] & outside[2] & outside[3]) != 0) {
+        *along = bestAlong;
+        *squared = best;
+        *side = bestSide;
+        return;
     }
+    // The candidate segments of the four points' slices.
+    size_t from = 0;
+    size_t to = curve.segments.size();
+    const int slices = static_cast<int>(index.first.size());
+    if (slices > 0) {
+        const float lowest = std::min(std::min(x[0], x[1]), std::min(x[2], x[3]));
+        const float highest = std::max(std::max(x[0], x[1]), std::max(x[2], x[3]));
+        const float top = static_cast<float>(slices - 1);
+        const float a = std::min(std::max((lowest - index.origin) * index.scale, 0.0f), top);
+        const float b = std::min(std::max((highest - index.origin) * index.scale, 0.0f), top);
+        from = index.first[static_cast<int>(a)];
+        to = static_cast<size_t>(index.last[static_cast<int>(b)]) + 1;
+    }
+    for (size_t k = from; k < to; ++k) {
+        const SegmentLanes& g = curve.segmentLanes[k];
+        // In the segment's frame: x along it from its start, y across.
+        const Float4 x = pu * g.unitU + pv * g.unitV - g.startAlong;
+        const Float4 y = pv * g.unitU - pu * g.unitV - g.startAcross;
+        Float4 onSegment = x < zero ? zero : x;
+        onSegment = onSegment > g.length ? g.length : onSegment;
+        const Float4 beyond = x - onSegment;
+        const Float4 candidate = beyond * beyond + y * y;
+        const Int4 closer = candidate < best;
+        bestAlong = closer ? g.s + onSegment : bestAlong;
+        bestSide = closer ? y : bestSide;
+        best = closer ? candidate : best;
+    }
+    *along = bestAlong;
+    *squared = best;
+    *side = bestSide;
 }
 
 // s is clamped to [0, length].

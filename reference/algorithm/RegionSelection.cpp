@@ -6,6 +6,8 @@
 #include <cstdint>
 #include <cstring>
 
+#include "Vector4.h"
+
 namespace Vireo {
 namespace Awb {
 
@@ -35,93 +37,137 @@ SelectionLimits MakeLimits(const VireoAwbFrame& frame, const Tuning::TuningParam
 
 namespace {
 
-// 1/count per channel (0 for no pixels), remembered: a grid's regions
-// nearly always share their pixel counts, so one comparison of the four
-// counts together replaces four divisions.
 static_assert(offsetof(VireoAwbRegion, gbCount) == offsetof(VireoAwbRegion, rCount) + 6,
               "the four counts lie side by side");
 
-class CountReciprocals {
-public:
-    // In record order: R, B, GR, GB.
-    const float* For(const VireoAwbRegion& region) {
-        uint64_t counts;
-        std::memcpy(&counts, &region.rCount, sizeof counts);
-        if (counts != counts_) {
-            counts_ = counts;
-            const uint16_t each[4] = {region.rCount, region.bCount, region.grCount, region.gbCount};
-            for (int c = 0; c < 4; ++c) {
-                inverses_[c] = each[c] != 0 ? 1.0f / static_cast<float>(each[c]) : 0.0f;
-            }
-            const int greens = (region.grCount != 0 ? 1 : 0) + (region.gbCount != 0 ? 1 : 0);
-            const bool counted = region.rCount != 0 && region.bCount != 0 && greens > 0;
-            greenShare_ = counted ? 1.0f / static_cast<float>(greens) : 0.0f;
-        }
-        return inverses_;
-    }
-    // What each green channel's mean counts for in the green mean: 1/2 when
-    // both have pixels, 1 when one has; 0 for a region without R, B or
-    // green pixels.
-    float GreenShare() const { return greenShare_; }
+// The four pixel counts of a record as one word, to compare them at once.
+inline uint64_t CountsOf(const VireoAwbRegion& region) {
+    uint64_t counts;
+    std::memcpy(&counts, &region.rCount, sizeof counts);
+    return counts;
+}
 
-private:
-    uint64_t counts_ = 0;
-    float inverses_[4] = {0.0f, 0.0f, 0.0f, 0.0f};
-    float greenShare_ = 0.0f;
+// What a region's sums are multiplied by: 1/count per channel (0 for no
+// pixels), in record order R, B, GR, GB, and what each green channel's mean
+// counts for in the green mean: 1/2 when both have pixels, 1 when one has,
+// 0 for a region without R, B or green pixels. A grid's regions nearly
+// always share their pixel counts, so these are worked out once and reused
+// while the counts stay the same.
+struct Scales {
+    uint64_t counts = 0;  // zero counts: zero reciprocals, no green share
+    float inverse[4] = {0.0f, 0.0f, 0.0f, 0.0f};
+    float greenShare = 0.0f;
 };
 
-}  // namespace
-
-void ReadMeans(const VireoAwbRegion* regions, int32_t count, const ChannelMeans& means) {
-    CountReciprocals reciprocals;
-    for (int32_t i = 0; i < count; ++i) {
-        const VireoAwbRegion& region = regions[i];
-        const float* inverse = reciprocals.For(region);
-        means.r[i] = static_cast<float>(region.rSum) * inverse[0];
-        means.b[i] = static_cast<float>(region.bSum) * inverse[1];
-        means.gr[i] = static_cast<float>(region.grSum) * inverse[2];
-        means.gb[i] = static_cast<float>(region.gbSum) * inverse[3];
-        means.greenShare[i] = reciprocals.GreenShare();
+inline void UpdateScales(const VireoAwbRegion& region, Scales* scales) {
+    const uint64_t counts = CountsOf(region);
+    if (counts == scales->counts) return;
+    scales->counts = counts;
+    const uint16_t each[4] = {region.rCount, region.bCount, region.grCount, region.gbCount};
+    for (int c = 0; c < 4; ++c) {
+        scales->inverse[c] = each[c] != 0 ? 1.0f / static_cast<float>(each[c]) : 0.0f;
     }
+    const int greens = (region.grCount != 0 ? 1 : 0) + (region.gbCount != 0 ? 1 : 0);
+    const bool counted = region.rCount != 0 && region.bCount != 0 && greens > 0;
+    scales->greenShare = counted ? 1.0f / static_cast<float>(greens) : 0.0f;
 }
 
-namespace {
+// The channel means of up to four regions in vector lanes; lanes past the
+// regions given read as regions without pixels.
+struct FourMeans {
+    Float4 r;
+    Float4 b;
+    Float4 gr;
+    Float4 gb;
+    Float4 greenShare;
+};
 
-// The selection proper, on plain arrays so the vectoriser sees them whole.
-void SelectArrays(const float* __restrict r, const float* __restrict gr, const float* __restrict gb,
-                  const float* __restrict b, const float* __restrict share, int32_t count,
-                  float satR, float satGr, float satGb, float satB, float darkGreen,
-                  float* __restrict g, float* __restrict chosen) {
-    for (int32_t i = 0; i < count; ++i) {
-        // A green channel without pixels reads 0 and has no share.
-        const float mean = (gr[i] + gb[i]) * share[i];
-        // A chain of float selects rather than of bools: this form the
-        // vectoriser takes.
-        float usable = share[i] > 0.0f ? 1.0f : 0.0f;
-        usable = r[i] < satR ? usable : 0.0f;
-        usable = gr[i] < satGr ? usable : 0.0f;
-        usable = gb[i] < satGb ? usable : 0.0f;
-        usable = b[i] < satB ? usable : 0.0f;
-        usable = mean >= darkGreen ? usable : 0.0f;
-        usable = r[i] > 0.0f ? usable : 0.0f;
-        usable = b[i] > 0.0f ? usable : 0.0f;
-        g[i] = usable != 0.0f ? mean : 1.0f;
-        chosen[i] = usable;
+// The four sums of four records as floats, in channel order R, B, GR, GB.
+struct FourSums {
+    Float4 r;
+    Float4 b;
+    Float4 gr;
+    Float4 gb;
+};
+
+inline FourSums SumsOf(const VireoAwbRegion* four) {
+    auto lanes = [four](int64_t VireoAwbRegion::*sum) {
+        return Float4{static_cast<float>(four[0].*sum), static_cast<float>(four[1].*sum),
+                      static_cast<float>(four[2].*sum), static_cast<float>(four[3].*sum)};
+    };
+    return {lanes(&VireoAwbRegion::rSum), lanes(&VireoAwbRegion::bSum),
+            lanes(&VireoAwbRegion::grSum), lanes(&VireoAwbRegion::gbSum)};
+}
+
+// Records whose counts differ from their neighbours', and the last group of
+// a sample: one region at a time. Lanes past `lanes` read as regions
+// without pixels.
+FourMeans ReadEach(const VireoAwbRegion* four, int32_t lanes, Scales* scales) {
+    float r[4] = {};
+    float b[4] = {};
+    float gr[4] = {};
+    float gb[4] = {};
+    float share[4] = {};
+    for (int32_t k = 0; k < lanes; ++k) {
+        UpdateScales(four[k], scales);
+        r[k] = static_cast<float>(four[k].rSum) * scales->inverse[0];
+        b[k] = static_cast<float>(four[k].bSum) * scales->inverse[1];
+        gr[k] = static_cast<float>(four[k].grSum) * scales->inverse[2];
+        gb[k] = static_cast<float>(four[k].gbSum) * scales->inverse[3];
+        share[k] = scales->greenShare;
     }
+    return {Load4(r), Load4(b), Load4(gr), Load4(gb), Load4(share)};
 }
 
 }  // namespace
 
-uint32_t SelectMeans(const ChannelMeans& means, int32_t count, const SelectionLimits& limits,
-                     float* green, float* selected) {
+uint32_t SelectRegions(const VireoAwbRegion* regions, int32_t count, const SelectionLimits& limits,
+                       const SelectedRegions& out) {
+    // Everything the loop reads besides the records is copied into locals
+    // first: the stores to the float arrays could otherwise alias it, and it
+    // would be read again for every group.
+    const float saturationR = limits.saturation[0];
+    const float saturationGr = limits.saturation[1];
+    const float saturationGb = limits.saturation[2];
+    const float saturationB = limits.saturation[3];
     // A zero dark level still asks for a positive green mean.
     const float darkGreen = std::max(limits.darkGreen, 1e-30f);
-    SelectArrays(means.r, means.gr, means.gb, means.b, means.greenShare, count,
-                 limits.saturation[0], limits.saturation[1], limits.saturation[2],
-                 limits.saturation[3], darkGreen, green, selected);
-    uint32_t total = 0;
-    for (int32_t i = 0; i < count; ++i) total += selected[i] != 0.0f ? 1u : 0u;
-    return total;
+    float* const outR = out.r;
+    float* const outG = out.g;
+    float* const outB = out.b;
+    float* const outSelected = out.selected;
+    Scales scales;
+    FourMeans shared{};  // the scales of `scales`, in all four lanes
+    Int4 chosen = {0, 0, 0, 0};
+    for (int32_t i = 0; i < count; i += 4) {
+        const VireoAwbRegion* four = regions + i;
+        const int32_t lanes = std::min<int32_t>(4, count - i);
+        FourMeans m;
+        const uint64_t counts = scales.counts;
+        if (lanes == 4 && ((CountsOf(four[0]) ^ counts) | (CountsOf(four[1]) ^ counts) |
+                           (CountsOf(four[2]) ^ counts) | (CountsOf(four[3]) ^ counts)) == 0) {
+            // The usual case: the whole grid shares its pixel counts.
+            const FourSums sums = SumsOf(four);
+            m = {sums.r * shared.r, sums.b * shared.b, sums.gr * shared.gr, sums.gb * shared.gb,
+                 shared.greenShare};
+        } else {
+            m = ReadEach(four, lanes, &scales);
+            shared = {Broadcast4(scales.inverse[0]), Broadcast4(scales.inverse[1]),
+                      Broadcast4(scales.inverse[2]), Broadcast4(scales.inverse[3]),
+                      Broadcast4(scales.greenShare)};
+        }
+        // A green channel without pixels reads 0 and has no share.
+        const Float4 green = (m.gr + m.gb) * m.greenShare;
+        const Int4 usable = (m.greenShare > 0.0f) & (m.r < saturationR) & (m.gr < saturationGr) &
+                            (m.gb < saturationGb) & (m.b < saturationB) & (green >= darkGreen) &
+                            (m.r > 0.0f) & (m.b > 0.0f);
+        Store4(outR + i, m.r);
+        Store4(outG + i, usable ? green : Broadcast4(1.0f));
+        Store4(outB + i, m.b);
+        Store4(outSelected + i, usable ? Broadcast4(1.0f) : Broadcast4(0.0f));
+        chosen += usable;
+    }
+    return CountLanes(chosen);
 }
 
 void ModuleFactors(const VireoAwbFrame& frame, float* rFactor, float* bFactor, bool* ignored) {

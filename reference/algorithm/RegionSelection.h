@@ -18,35 +18,25 @@ struct SelectionLimits {
     float darkGreen;      // a green mean below this is too dark
 };
 
-struct RegionMeans {
-    float r;
-    float g;  // mean of the GR and GB means that have pixels
-    float b;
-};
-
 SelectionLimits MakeLimits(const VireoAwbFrame& frame, const Tuning::TuningParams& params);
 
-// Per-channel means of regions, one array per channel.
-struct ChannelMeans {
-    float* r;
-    float* gr;
-    float* gb;
-    float* b;
-    // 1/2 when both green channels have pixels, 1 when one has, 0 when R, B
-    // or both greens have none: green mean = (gr + gb) * greenShare.
-    float* greenShare;
+// Per-region results of the selection, one array per quantity, each with
+// room for the region count rounded up to a multiple of four.
+struct SelectedRegions {
+    float* r;         // R mean
+    float* g;         // green mean: of the GR and GB means that have pixels
+    float* b;         // B mean
+    float* selected;  // 1 or 0
 };
 
-// Reads the means of regions[0 .. count-1]; a channel without pixels reads
-// 0. Never divides by zero.
-void ReadMeans(const VireoAwbRegion* regions, int32_t count, const ChannelMeans& means);
-
-// Which regions take part (selected[i] 1 or 0: not empty, not saturated,
-// not too dark), with the green mean of each (1 where not selected, so later
-// ratios stay finite); returns how many are selected. No branches on the
-// data, so it runs several regions per instruction.
-uint32_t SelectMeans(const ChannelMeans& means, int32_t count, const SelectionLimits& limits,
-                     float* green, float* selected);
+// Reads regions[0 .. count-1] (never a record past them) and decides which
+// take part: not empty (R, B and at least one green channel have pixels),
+// not saturated, not too dark. A channel without pixels reads 0 and nothing
+// divides by zero; the green mean of a region not selected is 1, so later
+// ratios stay finite. Lanes of the last group of four past count come out
+// not selected. Returns how many regions are selected.
+uint32_t SelectRegions(const VireoAwbRegion* regions, int32_t count, const SelectionLimits& limits,
+                       const SelectedRegions& out);
 
 // The module's R/G and B/G relative to the golden module: the first two
 // calibration factors, each replaced by 1 when not finite or outside
