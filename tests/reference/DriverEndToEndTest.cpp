@@ -60,17 +60,23 @@ std::string SampleFile(const SamplePlan& plan, int seed) {
 }
 
 struct Record {
-    float r;
-    float g;
-    float b;
-    uint32_t cct;
-    uint32_t debugSize;
+    float r, g, b;
+    uint32_t cct, debugSize;
 };
 
-std::map<std::string, Record> ReadResults(const std::string& path) {
-    const std::vector<std::string> lines = VireoTest::ReadLines(path);
+// Runs the driver over dir/data with the given tuning; its results by sample path.
+std::map<std::string, Record> RunDriver(const TempDir& dir, const std::string& tuning) {
+    VireoTest::WriteFile(dir / "run.cfg", "tuningFile=" + tuning +
+                                              "\nawbDLL=" VIREO_TEST_AWB_LIBRARY
+                                              "\nawbSimWrapperDLL=" VIREO_TEST_WRAPPER_LIBRARY
+                                              "\ndataDir=" +
+                                              dir / "data" + "\noutputDir=" + dir / "out" + "\n");
+    const auto run = VireoTest::Run(VIREO_TEST_DRIVER, {dir / "run.cfg"}, dir.path());
+    EXPECT_EQ(run.exitStatus, 0) << run.standardOutput;
+    const std::vector<std::string> lines =
+        VireoTest::ReadLines(dir / "out/awbSimulationOutput.txt");
     std::map<std::string, Record> records;
-    for (size_t i = 0; i + 6 < lines.size() + 1; i += 7) {
+    for (size_t i = 0; i + 6 <= lines.size(); i += 7) {
         auto value = [&](size_t line) {
             return lines[i + line].substr(lines[i + line].find(':') + 2);
         };
@@ -102,15 +108,7 @@ TEST(ReferenceEndToEnd, DriverDecidesEverySampleOfTheSceneTree) {
         VireoTest::WriteFile(dir / "data" + "/" + plan.scene + "/" + plan.name,
                              SampleFile(plan, seed++));
     }
-    VireoTest::WriteFile(dir / "run.cfg", "tuningFile=" + dir / "tuning.bin" +
-                                              "\nawbDLL=" VIREO_TEST_AWB_LIBRARY
-                                              "\nawbSimWrapperDLL=" VIREO_TEST_WRAPPER_LIBRARY
-                                              "\ndataDir=" +
-                                              dir / "data" + "\noutputDir=" + dir / "out" + "\n");
-    const auto run = VireoTest::Run(VIREO_TEST_DRIVER, {dir / "run.cfg"}, dir.path());
-    EXPECT_EQ(run.exitStatus, 0) << run.standardOutput;
-
-    const auto records = ReadResults(dir / "out" + "/awbSimulationOutput.txt");
+    const auto records = RunDriver(dir, dir / "tuning.bin");
     ASSERT_EQ(records.size(), std::size(samples));
     for (const SamplePlan& plan : samples) {
         const std::string path = dir / "data" + "/" + plan.scene + "/" + plan.name;
@@ -131,16 +129,10 @@ TEST(ReferenceEndToEnd, DriverDecidesEverySampleOfTheSceneTree) {
 
 TEST(ReferenceEndToEnd, DefaultTuningBuiltWithTheProjectRunsTheDriver) {
     TempDir dir;
-    const SamplePlan plan{"chart", "s.txt", {0.6f, 0.55f}, 1.0f, 1.0f, false, 0};
     VireoTest::MakeDirs(dir / "data/chart");
-    VireoTest::WriteFile(dir / "data/chart/s.txt", SampleFile(plan, 3));
-    VireoTest::WriteFile(dir / "run.cfg",
-                         "tuningFile=" VIREO_TEST_DEFAULT_TUNING "\nawbDLL=" VIREO_TEST_AWB_LIBRARY
-                         "\nawbSimWrapperDLL=" VIREO_TEST_WRAPPER_LIBRARY "\ndataDir=" +
-                             dir / "data" + "\noutputDir=" + dir / "out" + "\n");
-    const auto run = VireoTest::Run(VIREO_TEST_DRIVER, {dir / "run.cfg"}, dir.path());
-    EXPECT_EQ(run.exitStatus, 0) << run.standardOutput;
-    EXPECT_EQ(ReadResults(dir / "out" + "/awbSimulationOutput.txt").size(), 1u);
+    VireoTest::WriteFile(dir / "data/chart/s.txt",
+                         SampleFile({"chart", "s.txt", {0.6f, 0.55f}, 1.0f, 1.0f, false, 0}, 3));
+    EXPECT_EQ(RunDriver(dir, VIREO_TEST_DEFAULT_TUNING).size(), 1u);
 }
 
 }  // namespace

@@ -1,12 +1,10 @@
 // Every kind of bad tuning file is refused by the wrapper's LoadTuningData
 // with one line on standard error; a good one is taken silently.
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <cstdio>
-#include <filesystem>
-#include <fstream>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "TuningCodec.h"
@@ -15,179 +13,100 @@
 namespace Vireo {
 namespace {
 
-Tuning::TuningParams GoodParams() {
-    Tuning::TuningParams p;
-    p.ctCurve = {{2850, 0.85f, 0.36f}, {5000, 0.58f, 0.56f}, {6500, 0.50f, 0.64f}};
-    return p;
-}
+using Bytes = std::vector<uint8_t>;
+using Testing::ThreePointTuning;
 
-void PutU32(std::vector<uint8_t>* bytes, size_t at, uint32_t value) {
+void PutU32(Bytes* bytes, size_t at, uint32_t value) {
     for (int i = 0; i < 4; ++i) (*bytes)[at + i] = static_cast<uint8_t>(value >> (8 * i));
 }
 
-// Rewrites the payload and fixes size and checksum, so only the content is bad.
-std::vector<uint8_t> WithPayload(std::vector<uint8_t> payload) {
-    std::vector<uint8_t> file = Tuning::Encode(GoodParams());
-    file.resize(Tuning::kHeaderSize);
-    PutU32(&file, 8, static_cast<uint32_t>(payload.size()));
-    PutU32(&file, 12, Tuning::Crc32(payload.data(), payload.size()));
-    file.insert(file.end(), payload.begin(), payload.end());
-    return file;
+// Sets one payload word and fixes size and checksum, so only the content is bad.
+void PutPayloadU32(Bytes* file, size_t at, uint32_t value) {
+    PutU32(file, Tuning::kHeaderSize + at, value);
+    const size_t size = file->size() - Tuning::kHeaderSize;
+    PutU32(file, 8, static_cast<uint32_t>(size));
+    PutU32(file, 12, Tuning::Crc32(file->data() + Tuning::kHeaderSize, size));
 }
 
-std::vector<uint8_t> GoodPayload() {
-    std::vector<uint8_t> file = Tuning::Encode(GoodParams());
-    return {file.begin() + Tuning::kHeaderSize, file.end()};
+Bytes EncodeWith(void (*edit)(Tuning::TuningParams&)) {
+    Tuning::TuningParams params = ThreePointTuning();
+    edit(params);
+    return Tuning::Encode(params);
 }
 
 struct BadFile {
     const char* name;
-    std::vector<uint8_t> (*make)();
-    const char* reason;  // a word the one-line message must hold
+    void (*spoil)(Bytes* file);  // of a good file
+    const char* reason;          // a word the one-line message must hold
 };
 
 const BadFile kBadFiles[] = {
-    {"Empty", [] { return std::vector<uint8_t>(); }, "truncated"},
-    {"ShorterThanHeader",
-     [] {
-         auto f = Tuning::Encode(GoodParams());
-         f.resize(10);
-         return f;
-     },
-     "truncated"},
-    {"PayloadCut",
-     [] {
-         auto f = Tuning::Encode(GoodParams());
-         f.resize(f.size() - 4);
-         return f;
-     },
-     "truncated"},
-    {"TrailingBytes",
-     [] {
-         auto f = Tuning::Encode(GoodParams());
-         f.push_back(0);
-         return f;
-     },
-     "trailing"},
-    {"OtherMagic",
-     [] {
-         auto f = Tuning::Encode(GoodParams());
-         f[0] = 'X';
-         return f;
-     },
-     "magic"},
-    {"NextFormatVersion",
-     [] {
-         auto f = Tuning::Encode(GoodParams());
-         PutU32(&f, 4, Tuning::kFormatVersion + 1);
-         return f;
-     },
-     "version"},
-    {"FlippedPayloadBit",
-     [] {
-         auto f = Tuning::Encode(GoodParams());
-         f[Tuning::kHeaderSize + 9] ^= 0x10;
-         return f;
-     },
-     "checksum"},
-    {"WrongChecksum",
-     [] {
-         auto f = Tuning::Encode(GoodParams());
-         f[12] ^= 1;
-         return f;
-     },
-     "checksum"},
-    {"CurveCountBeyondPayload",
-     [] {
-         auto p = GoodPayload();
-         PutU32(&p, 44, 20);  // curve count, after mode and ten floats
-         return WithPayload(p);
-     },
-     "malformed"},
+    {"Empty", [](Bytes* f) { f->clear(); }, "truncated"},
+    {"ShorterThanHeader", [](Bytes* f) { f->resize(10); }, "truncated"},
+    {"PayloadCut", [](Bytes* f) { f->resize(f->size() - 4); }, "truncated"},
+    {"TrailingBytes", [](Bytes* f) { f->push_back(0); }, "trailing"},
+    {"OtherMagic", [](Bytes* f) { (*f)[0] = 'X'; }, "magic"},
+    {"NextFormatVersion", [](Bytes* f) { PutU32(f, 4, Tuning::kFormatVersion + 1); }, "version"},
+    {"FlippedPayloadBit", [](Bytes* f) { (*f)[Tuning::kHeaderSize + 9] ^= 0x10; }, "checksum"},
+    {"WrongChecksum", [](Bytes* f) { (*f)[12] ^= 1; }, "checksum"},
+    // The curve count follows the mode and ten floats.
+    {"CurveCountBeyondPayload", [](Bytes* f) { PutPayloadU32(f, 44, 20); }, "malformed"},
+    {"UnknownMode", [](Bytes* f) { PutPayloadU32(f, 0, 7); }, "mode"},
     {"CurveDescending",
-     [] {
-         auto params = GoodParams();
-         std::swap(params.ctCurve[0], params.ctCurve[2]);
-         auto f = Tuning::Encode(params);
-         return f;
-     },
+     [](Bytes* f) { *f = EncodeWith([](auto& p) { std::swap(p.ctCurve[0], p.ctCurve[2]); }); },
      "ascending"},
     {"NegativeGreyZone",
-     [] {
-         auto params = GoodParams();
-         params.greyZoneWidth = -0.1f;
-         return Tuning::Encode(params);
-     },
+     [](Bytes* f) { *f = EncodeWith([](auto& p) { p.greyZoneWidth = -0.1f; }); },
      "grey_zone_width"},
-    {"UnknownMode",
-     [] {
-         auto p = GoodPayload();
-         PutU32(&p, 0, 7);
-         return WithPayload(p);
-     },
-     "mode"},
 };
+
+// Status and standard error of loading `path`.
+std::pair<int32_t, std::string> Load(const std::string& path) {
+    auto wrapper = Testing::MakeWrapper();
+    if (wrapper == nullptr) return {-1, ""};
+    ::testing::internal::CaptureStderr();
+    const int32_t status = wrapper->LoadTuningData(path.c_str());
+    return {status, ::testing::internal::GetCapturedStderr()};
+}
 
 class BadTuningFile : public ::testing::TestWithParam<BadFile> {};
 
-std::string WriteTemporary(const std::string& name, const std::vector<uint8_t>& bytes) {
-    // One file per process: ctest runs the cases side by side.
-    const auto path = std::filesystem::temp_directory_path() /
-                      ("vireo_tuning_" + std::to_string(getpid()) + "_" + name + ".bin");
-    std::ofstream(path, std::ios::binary)
-        .write(reinterpret_cast<const char*>(bytes.data()),
-               static_cast<std::streamsize>(bytes.size()));
-    return path.string();
-}
-
 TEST_P(BadTuningFile, IsRefusedWithOneLineSayingWhy) {
-    const BadFile& bad = GetParam();
-    const std::string path = WriteTemporary(bad.name, bad.make());
-    auto wrapper = Testing::MakeWrapper();
-    ASSERT_NE(wrapper, nullptr);
-    ::testing::internal::CaptureStderr();
-    const int32_t status = wrapper->LoadTuningData(path.c_str());
-    const std::string message = ::testing::internal::GetCapturedStderr();
+    Bytes bytes = Tuning::Encode(ThreePointTuning());
+    GetParam().spoil(&bytes);
+    const std::string path = Testing::WriteTemporary(GetParam().name, bytes);
+    const auto [status, message] = Load(path);
     std::remove(path.c_str());
     EXPECT_NE(status, 0);
     ASSERT_FALSE(message.empty());
     EXPECT_EQ(message.find('\n'), message.size() - 1) << message;
-    EXPECT_NE(message.find(bad.reason), std::string::npos) << message;
+    EXPECT_NE(message.find(GetParam().reason), std::string::npos) << message;
 }
 
 INSTANTIATE_TEST_SUITE_P(Kinds, BadTuningFile, ::testing::ValuesIn(kBadFiles),
                          [](const auto& info) { return std::string(info.param.name); });
 
 TEST(TuningFile, MissingFileIsRefused) {
-    auto wrapper = Testing::MakeWrapper();
-    ::testing::internal::CaptureStderr();
-    EXPECT_NE(wrapper->LoadTuningData("/nonexistent/TintraBinaryParameterSet.bin"), 0);
-    const std::string message = ::testing::internal::GetCapturedStderr();
+    const auto [status, message] = Load("/nonexistent/TintraBinaryParameterSet.bin");
+    EXPECT_NE(status, 0);
     EXPECT_NE(message.find("cannot open"), std::string::npos) << message;
 }
 
 TEST(TuningFile, GoodFileLoadsSilentlyAndDecodesToWhatWasEncoded) {
-    const auto bytes = Tuning::Encode(GoodParams());
+    const Bytes bytes = Tuning::Encode(ThreePointTuning());
     Tuning::TuningParams decoded;
     std::string error;
     ASSERT_TRUE(Tuning::Decode(bytes.data(), bytes.size(), &decoded, &error)) << error;
-    EXPECT_TRUE(decoded == GoodParams());
-    // The bytes of the header are fixed by the documented layout.
+    EXPECT_TRUE(decoded == ThreePointTuning());
+    // The header's bytes are fixed by the documented layout; the checksum is zlib's CRC-32.
     EXPECT_EQ(std::string(bytes.begin(), bytes.begin() + 4), "VWBT");
     EXPECT_EQ(bytes[4], 1);
     EXPECT_EQ(bytes.size(), Tuning::kHeaderSize + bytes[8] + 256u * bytes[9]);
+    EXPECT_EQ(Tuning::Crc32(reinterpret_cast<const uint8_t*>("123456789"), 9), 0xCBF43926u);
 
-    const std::string path = WriteTemporary("good", bytes);
-    auto wrapper = Testing::MakeWrapper();
-    ::testing::internal::CaptureStderr();
-    EXPECT_EQ(wrapper->LoadTuningData(path.c_str()), 0);
-    EXPECT_EQ(::testing::internal::GetCapturedStderr(), "");
+    const std::string path = Testing::WriteTemporary("good", bytes);
+    EXPECT_EQ(Load(path), std::make_pair(0, std::string()));
     std::remove(path.c_str());
-}
-
-TEST(TuningFile, Crc32IsTheZlibOne) {
-    const char text[] = "123456789";
-    EXPECT_EQ(Tuning::Crc32(reinterpret_cast<const uint8_t*>(text), 9), 0xCBF43926u);
 }
 
 }  // namespace

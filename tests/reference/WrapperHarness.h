@@ -1,13 +1,20 @@
 // Maps the built reference wrapper and hands out wrapper objects that are
-// destroyed through the interface, as the driver does.
+// destroyed through the interface, as the driver does; writes the tuning
+// files they load.
 #ifndef VIREO_TESTS_WRAPPER_HARNESS_H
 #define VIREO_TESTS_WRAPPER_HARNESS_H
 
 #include <dlfcn.h>
 #include <gtest/gtest.h>
+#include <unistd.h>
 
+#include <filesystem>
+#include <fstream>
 #include <memory>
+#include <string>
+#include <vector>
 
+#include "TuningCodec.h"
 #include "vireo/IAWBSimulationWrapper.h"
 
 namespace Vireo {
@@ -32,6 +39,22 @@ inline WrapperPtr MakeWrapper() {
         return nullptr;
     }
     return WrapperPtr(factory());
+}
+
+inline Tuning::TuningParams ThreePointTuning() {
+    Tuning::TuningParams p;
+    p.ctCurve = {{2850, 0.85f, 0.36f}, {5000, 0.58f, 0.56f}, {6500, 0.50f, 0.64f}};
+    return p;
+}
+
+// A file named after the process too: ctest runs the cases side by side.
+inline std::string WriteTemporary(const std::string& name, const std::vector<uint8_t>& bytes) {
+    const auto path = std::filesystem::temp_directory_path() /
+                      ("vireo_tuning_" + std::to_string(getpid()) + "_" + name + ".bin");
+    std::ofstream(path, std::ios::binary)
+        .write(reinterpret_cast<const char*>(bytes.data()),
+               static_cast<std::streamsize>(bytes.size()));
+    return path.string();
 }
 
 }  // namespace Testing

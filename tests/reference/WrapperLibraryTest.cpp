@@ -1,13 +1,9 @@
 // The reference wrapper library through the interface alone, mapped as the
 // driver maps it, with the reference algorithm library behind it.
 #include <gtest/gtest.h>
-#include <unistd.h>
 
-#include <cmath>
 #include <cstdio>
 #include <cstring>
-#include <filesystem>
-#include <fstream>
 #include <vector>
 
 #include "SyntheticRegions.h"
@@ -21,16 +17,8 @@ namespace {
 class WrapperLibrary : public ::testing::Test {
 protected:
     void SetUp() override {
-        Tuning::TuningParams params;
-        params.ctCurve = {{2850, 0.85f, 0.36f}, {5000, 0.58f, 0.56f}, {6500, 0.50f, 0.64f}};
-        const auto bytes = Tuning::Encode(params);
-        // One file per process: ctest runs the cases side by side.
-        tuningPath_ = (std::filesystem::temp_directory_path() /
-                       ("vireo_wrapper_test_" + std::to_string(getpid()) + ".bin"))
-                          .string();
-        std::ofstream(tuningPath_, std::ios::binary)
-            .write(reinterpret_cast<const char*>(bytes.data()),
-                   static_cast<std::streamsize>(bytes.size()));
+        tuningPath_ =
+            Testing::WriteTemporary("wrapper", Tuning::Encode(Testing::ThreePointTuning()));
         for (float& f : calibration_.moduleCalibrationFactors) f = 1.0f;
     }
     void TearDown() override { std::remove(tuningPath_.c_str()); }
@@ -92,48 +80,44 @@ protected:
 
 TEST_F(WrapperLibrary, DecidesEachSampleAndKeepsDebugDataBehindTheOutput) {
     auto wrapper = ReadyWrapper();
-    const Testing::Illuminant lights[] = {{0.58f, 0.56f}, {0.85f, 0.36f}, {0.50f, 0.64f}};
-    const uint32_t ccts[] = {5000, 2850, 6500};
-    for (uint32_t i = 0; i < 3; ++i) {
-        auto regions = Scene(lights[i], 300);
+    const struct {
+        Testing::Illuminant light;
+        uint32_t cct;
+        uint32_t validRegions;  // 0: every region empty, the default illuminant
+    } samples[] = {{{0.58f, 0.56f}, 5000, 300},
+                   {{0.85f, 0.36f}, 2850, 300},
+                   {{0.50f, 0.64f}, 6500, 300},
+                   {{0.58f, 0.56f}, 5000, 0}};
+    for (uint32_t i = 0; i < std::size(samples); ++i) {
+        const auto& sample = samples[i];
+        auto regions = Scene(sample.light, 300);
+        if (sample.validRegions == 0) regions.assign(300, StatsBayerGridChannelInfoS{});
         AWBSimulationOutput* out = Feed(wrapper.get(), &regions);
         ASSERT_NE(out, nullptr);
         EXPECT_EQ(out->g_gain, 1.0f);
-        EXPECT_NEAR(out->r_gain, 1.0f / lights[i].rOverG, 0.01f);
-        EXPECT_NEAR(out->b_gain, 1.0f / lights[i].bOverG, 0.01f);
-        EXPECT_NEAR(static_cast<double>(out->cct), ccts[i], 0.02 * ccts[i]);
+        EXPECT_NEAR(out->r_gain, 1.0f / sample.light.rOverG, 0.01f);
+        EXPECT_NEAR(out->b_gain, 1.0f / sample.light.bOverG, 0.01f);
+        EXPECT_NEAR(static_cast<double>(out->cct), sample.cct, 0.02 * sample.cct);
         EXPECT_EQ(out->debugDataSize, sizeof(ReferenceDebugData));
-        const auto* record = reinterpret_cast<const ReferenceOutputRecord*>(out);
-        EXPECT_EQ(record->debug.version, kReferenceDebugVersion);
-        EXPECT_EQ(record->debug.sampleIndex, i);
-        EXPECT_EQ(record->debug.totalRegionCount, 300);
-        EXPECT_EQ(record->debug.algorithm.validRegionCount, 300u);
+        const auto& debug = reinterpret_cast<const ReferenceOutputRecord*>(out)->debug;
+        EXPECT_EQ(debug.version, kReferenceDebugVersion);
+        EXPECT_EQ(debug.sampleIndex, i);
+        EXPECT_EQ(debug.totalRegionCount, 300);
+        EXPECT_EQ(debug.algorithm.validRegionCount, sample.validRegions);
+        EXPECT_EQ((debug.algorithm.flags & VIREO_AWB_FLAG_DEFAULT_ILLUMINANT) != 0,
+                  sample.validRegions == 0);
+
+        // The driver frees the array and rereads its records for the next
+        // sample; the output must not point into them.
+        const AWBSimulationOutput copy = *out;
+        std::memset(regions.data(), 0xA5, regions.size() * sizeof regions[0]);
+        std::memset(&stats_, 0x5A, sizeof stats_);
+        std::memset(&calibration_, 0x5A, sizeof calibration_);
+        ASSERT_EQ(wrapper->GetOutput(), out);
+        EXPECT_EQ(std::memcmp(out, &copy, sizeof copy), 0);
+        stats_ = ChannelData{};
+        for (float& f : calibration_.moduleCalibrationFactors) f = 1.0f;
     }
-}
-
-TEST_F(WrapperLibrary, OutputOutlivesTheSampleInputs) {
-    auto wrapper = ReadyWrapper();
-    auto regions = Scene({0.58f, 0.56f}, 100);
-    AWBSimulationOutput* out = Feed(wrapper.get(), &regions);
-    ASSERT_NE(out, nullptr);
-    const AWBSimulationOutput copy = *out;
-    // The driver frees the array and rereads its records for the next sample.
-    std::memset(regions.data(), 0xA5, regions.size() * sizeof regions[0]);
-    std::memset(&stats_, 0x5A, sizeof stats_);
-    std::memset(&calibration_, 0x5A, sizeof calibration_);
-    AWBSimulationOutput* again = wrapper->GetOutput();
-    ASSERT_EQ(again, out);
-    EXPECT_EQ(std::memcmp(again, &copy, sizeof copy), 0);
-}
-
-TEST_F(WrapperLibrary, SampleWithoutUsableRegionGetsTheDefaultIlluminant) {
-    auto wrapper = ReadyWrapper();
-    std::vector<StatsBayerGridChannelInfoS> regions(12);  // all counts zero
-    AWBSimulationOutput* out = Feed(wrapper.get(), &regions);
-    ASSERT_NE(out, nullptr);
-    EXPECT_EQ(out->cct, 5000u);
-    const auto* record = reinterpret_cast<const ReferenceOutputRecord*>(out);
-    EXPECT_TRUE(record->debug.algorithm.flags & VIREO_AWB_FLAG_DEFAULT_ILLUMINANT);
 }
 
 struct BrokenSetup {
