@@ -9,6 +9,7 @@ if(result)
 endif()
 execute_process(COMMAND ${CMAKE_COMMAND} -S ${SOURCE_DIR} -B ${WORK_DIR}/build
                         -DCMAKE_PREFIX_PATH=${prefix} -DCMAKE_CXX_COMPILER=${CXX_COMPILER}
+                        -DWRAPPER_SOURCE=${WRAPPER_SOURCE}
                 RESULT_VARIABLE result)
 if(result)
   message(FATAL_ERROR "configuring the consumer failed")
