@@ -11,20 +11,10 @@
 
 namespace {
 
+using VireoTest::Hex;
 using VireoTest::ReadFile;
 using VireoTest::SampleFileText;
 using VireoTest::WriteFile;
-
-std::string Hex(const void* data, size_t size) {
-    static const char digits[] = "0123456789abcdef";
-    std::string text;
-    const auto* bytes = static_cast<const unsigned char*>(data);
-    for (size_t i = 0; i < size; ++i) {
-        text += digits[bytes[i] >> 4];
-        text += digits[bytes[i] & 15];
-    }
-    return text;
-}
 
 // The word after the call name: the address a placeholder record had.
 std::string Address(const std::string& call) {

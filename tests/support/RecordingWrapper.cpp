@@ -27,7 +27,11 @@
 #include <string>
 #include <vector>
 
+#include "TestSupport.h"
+
 namespace {
+
+using VireoTest::Hex;
 
 // Only the sizes matter on this side; contents are logged as bytes.
 constexpr size_t kChannelDataBytes = 76;
@@ -132,17 +136,6 @@ void WriteIntoWatched() {
     }
     return true;
 }();
-
-std::string Hex(const void* data, size_t size) {
-    static const char digits[] = "0123456789abcdef";
-    std::string text;
-    const auto* bytes = static_cast<const unsigned char*>(data);
-    for (size_t i = 0; i < size; ++i) {
-        text += digits[bytes[i] >> 4];
-        text += digits[bytes[i] & 15];
-    }
-    return text;
-}
 
 std::string Pointer(const void* pointer) {
     char text[32];

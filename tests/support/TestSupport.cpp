@@ -58,6 +58,17 @@ std::vector<std::string> ReadLines(const std::string& path) {
     return lines;
 }
 
+std::string Hex(const void* data, size_t size) {
+    static const char digits[] = "0123456789abcdef";
+    std::string text;
+    const auto* bytes = static_cast<const unsigned char*>(data);
+    for (size_t i = 0; i < size; ++i) {
+        text += digits[bytes[i] >> 4];
+        text += digits[bytes[i] & 15];
+    }
+    return text;
+}
+
 RunResult Run(const std::string& program, const std::vector<std::string>& arguments,
               const std::string& workingDirectory, const std::vector<std::string>& environment) {
     std::vector<std::string> command;

@@ -32,6 +32,9 @@ std::string ReadFile(const std::string& path);  // "" when missing
 bool Exists(const std::string& path);
 void MakeDirs(const std::string& path);  // like mkdir -p
 std::vector<std::string> ReadLines(const std::string& path);
+// Bytes as lower-case hexadecimal, two digits each, in memory order: how the
+// recording wrapper logs records and how tests spell what they expect.
+std::string Hex(const void* data, size_t size);
 
 struct RunResult {
     int exitStatus = -1;  // what a shell would see, 0..255
