@@ -49,6 +49,8 @@ struct FastMathConstants {
     Float4 lnPolynomial[8];  // highest degree first
     Float4 sqrt2;
     Float4 ln2;
+    Float4 half;
+    Float4 one;
     Float4 expPolynomial[6];  // highest degree first
     Float4 negLog2e;
     Float4 lowestPower;
@@ -64,10 +66,10 @@ inline Float4 FastLn4(Float4 x) {
     bits = (bits & 0x007FFFFF) | 0x3F800000;
     Float4 m = FloatOfBits(bits);
     const Int4 high = m > k.sqrt2;
-    const Float4 half = 0.5f * m;
+    const Float4 half = k.half * m;
     m = high ? half : m;
     exponent -= high;  // a set lane is -1
-    const Float4 f = m - 1.0f;
+    const Float4 f = m - k.one;
     Float4 p = k.lnPolynomial[0];
     for (int d = 1; d < 8; ++d) p = p * f + k.lnPolynomial[d];
     return __builtin_convertvector(exponent, Float4) * k.ln2 + p;
