@@ -208,11 +208,15 @@ uint32_t WeighAndVote(Estimator* e, uint32_t packed) {
     // not wait for each other's stores.
     VoteLanes* bins = e->lanes.data();
     std::fill(e->lanes.begin(), e->lanes.end(), VoteLanes{});
-    for (uint32_t j = 0; j < packed; ++j) {
-        const uint32_t lane = j & 3u;
-        bins[bin[j]].weight[lane] += u[j];
-        bins[bin[j]].offset[lane] += side[j];
-        bins[bin[j] + 1].weight[lane] += v[j];
+    // Four regions per step, one per lane, so the lanes are fixed offsets
+    // rather than worked out per region (packed is a multiple of four).
+    for (uint32_t j = 0; j < packed; j += 4) {
+        for (uint32_t lane = 0; lane < 4; ++lane) {
+            VoteLanes* at = bins + bin[j + lane];
+            at[0].weight[lane] += u[j + lane];
+            at[0].offset[lane] += side[j + lane];
+            at[1].weight[lane] += v[j + lane];
+        }
     }
     return CountLanes(grey);
 }

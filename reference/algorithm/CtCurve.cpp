@@ -77,6 +77,15 @@ void IndexSegments(float reach, CtCurve* curve) {
         return (node.u - band.originU) * band.unitU + (node.v - band.originV) * band.unitV;
     };
     index.reach = reach;
+    BandLanes& lanes = curve->bandLanes;
+    lanes.originU = Broadcast4(band.originU);
+    lanes.originV = Broadcast4(band.originV);
+    lanes.unitU = Broadcast4(band.unitU);
+    lanes.unitV = Broadcast4(band.unitV);
+    lanes.alongLow = Broadcast4(band.alongMin - reach);
+    lanes.alongHigh = Broadcast4(band.alongMax + reach);
+    lanes.acrossLow = Broadcast4(band.acrossMin - reach);
+    lanes.acrossHigh = Broadcast4(band.acrossMax + reach);
     index.origin = band.alongMin - reach;
     const float span = band.alongMax - band.alongMin + 2.0f * reach;
     index.scale = span > 0.0f ? static_cast<float>(kSlices) / span : 0.0f;

@@ -66,6 +66,21 @@ struct CurveBand {
     float acrossMax = 0.0f;
 };
 
+// The band in vector lanes, with its limits widened by the index's reach,
+// kept as data so the four-point test reads them straight from memory
+// instead of broadcasting each scalar again for every four points. The
+// defaults hold every point inside.
+struct BandLanes {
+    Float4 originU = {0.0f, 0.0f, 0.0f, 0.0f};
+    Float4 originV = {0.0f, 0.0f, 0.0f, 0.0f};
+    Float4 unitU = {1.0f, 1.0f, 1.0f, 1.0f};
+    Float4 unitV = {0.0f, 0.0f, 0.0f, 0.0f};
+    Float4 alongLow = {-INFINITY, -INFINITY, -INFINITY, -INFINITY};
+    Float4 alongHigh = {INFINITY, INFINITY, INFINITY, INFINITY};
+    Float4 acrossLow = {-INFINITY, -INFINITY, -INFINITY, -INFINITY};
+    Float4 acrossHigh = {INFINITY, INFINITY, INFINITY, INFINITY};
+};
+
 // For slices of the band along the chord, the segments that can hold the
 // nearest curve point of any point in the slice that lies within reach of
 // the curve (see IndexSegments). Neither first nor last ever falls
@@ -85,6 +100,7 @@ struct CtCurve {
     std::vector<SegmentLanes> segmentLanes;  // the same segments, for ProjectFour
     float length = 0.0f;
     CurveBand band;
+    BandLanes bandLanes;  // filled with the index
     SegmentIndex index;
 };
 
@@ -141,9 +157,8 @@ inline CurvePosition Project(const CtCurve& curve, float u, float v) {
 inline void ProjectFour(const CtCurve& curve, Float4 pu, Float4 pv, Float4* along, Float4* squared,
                         Float4* side) {
     const Float4 zero = {0.0f, 0.0f, 0.0f, 0.0f};
-    const CurveBand& band = curve.band;
+    const BandLanes& band = curve.bandLanes;
     const SegmentIndex& index = curve.index;
-    const float reach = index.reach;
     Float4 best = {INFINITY, INFINITY, INFINITY, INFINITY};
     Float4 bestAlong = zero;
     Float4 bestSide = zero;
@@ -153,8 +168,8 @@ inline void ProjectFour(const CtCurve& curve, Float4 pu, Float4 pv, Float4* alon
     const Float4 dv = pv - band.originV;
     const Float4 x = du * band.unitU + dv * band.unitV;
     const Float4 y = dv * band.unitU - du * band.unitV;
-    const Int4 outside = (x < band.alongMin - reach) | (x > band.alongMax + reach) |
-                         (y < band.acrossMin - reach) | (y > band.acrossMax + reach);
+    const Int4 outside =
+        (x < band.alongLow) | (x > band.alongHigh) | (y < band.acrossLow) | (y > band.acrossHigh);
     if ((outside[0] & outside[1] & outside[2] & outside[3]) != 0) {
         *along = bestAlong;
         *squared = best;

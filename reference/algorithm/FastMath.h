@@ -41,42 +41,52 @@ inline float FastLn(float x) {
     return static_cast<float>(exponent) * 0.693147181f + p;
 }
 
+// The whole-vector constants of FastLn4 and FastNegExp4. They are defined
+// in FastMath.cpp on purpose: where GCC sees the values it rebuilds each
+// vector from a scalar (a load and a shuffle) at every use on SSE2, while
+// values it cannot see are read straight from memory by the arithmetic.
+struct FastMathConstants {
+    Float4 lnPolynomial[8];  // highest degree first
+    Float4 sqrt2;
+    Float4 ln2;
+    Float4 half;
+    Float4 one;
+    Float4 expPolynomial[6];  // highest degree first
+    Float4 negLog2e;
+    Float4 lowestPower;
+};
+extern const FastMathConstants kFastMath __attribute__((visibility("hidden")));
+
 // FastLn on four lanes at once, the same steps in the same order, so each
 // lane gives exactly what FastLn gives.
 inline Float4 FastLn4(Float4 x) {
+    const FastMathConstants& k = kFastMath;
     Int4 bits = BitsOf(x);
     Int4 exponent = ((bits >> 23) & 0xFF) - 127;
     bits = (bits & 0x007FFFFF) | 0x3F800000;
     Float4 m = FloatOfBits(bits);
-    const Int4 high = m > 1.41421356f;
-    const Float4 half = 0.5f * m;
+    const Int4 high = m > k.sqrt2;
+    const Float4 half = k.half * m;
     m = high ? half : m;
     exponent -= high;  // a set lane is -1
-    const Float4 f = m - 1.0f;
-    Float4 p = Broadcast4(0.113242185f);
-    p = p * f - 0.18732522f;
-    p = p * f + 0.206900397f;
-    p = p * f - 0.249028028f;
-    p = p * f + 0.332982997f;
-    p = p * f - 0.500014284f;
-    p = p * f + 1.00000422f;
-    p = p * f + 3.59022929e-08f;
-    return __builtin_convertvector(exponent, Float4) * 0.693147181f + p;
+    const Float4 f = m - k.one;
+    Float4 p = k.lnPolynomial[0];
+    for (int d = 1; d < 8; ++d) p = p * f + k.lnPolynomial[d];
+    return __builtin_convertvector(exponent, Float4) * k.ln2 + p;
 }
 
 // exp(-x) for x >= 0 on four lanes (anything above 80 gives about 0):
 // 2^(-x log2 e) split into a power of two built in the exponent bits and a
 // degree-5 polynomial for 2^f on [0, 1) (relative error below 1e-4).
 inline Float4 FastNegExp4(Float4 x) {
-    Float4 y = -x * 1.44269504f;
-    y = y < -126.0f ? Broadcast4(-126.0f) : y;
+    const FastMathConstants& k = kFastMath;
+    Float4 y = x * k.negLog2e;
+    y = y < k.lowestPower ? k.lowestPower : y;
     // Conversion truncates; one less below zero makes it the floor.
     const Int4 whole = __builtin_convertvector(y, Int4) + (y < 0.0f);
     const Float4 f = y - __builtin_convertvector(whole, Float4);  // [0, 1]
-    const Float4 p =
-        1.0f +
-        f * (0.693147182f +
-             f * (0.240226507f + f * (0.0555041087f + f * (0.00961812911f + f * 0.00133335581f))));
+    Float4 p = k.expPolynomial[0];
+    for (int d = 1; d < 6; ++d) p = p * f + k.expPolynomial[d];
     return p * FloatOfBits((whole + 127) << 23);
 }
 
