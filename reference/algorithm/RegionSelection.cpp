@@ -90,6 +90,25 @@ struct FourSums {
     Float4 gb;
 };
 
+static_assert(offsetof(VireoAwbRegion, bSum) == offsetof(VireoAwbRegion, rSum) + 8 &&
+                  offsetof(VireoAwbRegion, grSum) == offsetof(VireoAwbRegion, rSum) + 16 &&
+                  offsetof(VireoAwbRegion, gbSum) == offsetof(VireoAwbRegion, rSum) + 24,
+              "the four sums lie side by side");
+
+// The words of a record's sums as two vectors: {R low, R high, B low, B
+// high} and the same for GR and GB (little-endian).
+struct SumWords {
+    Int4 rb;
+    Int4 greens;
+};
+
+inline SumWords WordsOf(const VireoAwbRegion& region) {
+    SumWords words;
+    std::memcpy(&words.rb, &region.rSum, sizeof words.rb);
+    std::memcpy(&words.greens, &region.grSum, sizeof words.greens);
+    return words;
+}
+
 inline FourSums SumsOf(const VireoAwbRegion* four) {
     auto lanes = [four](int64_t VireoAwbRegion::*sum) {
         return Float4{static_cast<float>(four[0].*sum), static_cast<float>(four[1].*sum),
@@ -97,6 +116,33 @@ inline FourSums SumsOf(const VireoAwbRegion* four) {
     };
     return {lanes(&VireoAwbRegion::rSum), lanes(&VireoAwbRegion::bSum),
             lanes(&VireoAwbRegion::grSum), lanes(&VireoAwbRegion::gbSum)};
+}
+
+// The same, for the usual sums that fit 31 bits: their low words are
+// gathered by shuffles and converted four at a time, where each 64-bit sum
+// would cost a conversion of its own. Both round the same exact integer, so
+// the floats are the same. Falls back to SumsOf for any larger or negative
+// sum.
+inline FourSums SumsOfFast(const VireoAwbRegion* four) {
+    const SumWords w0 = WordsOf(four[0]);
+    const SumWords w1 = WordsOf(four[1]);
+    const SumWords w2 = WordsOf(four[2]);
+    const SumWords w3 = WordsOf(four[3]);
+    const Int4 all =
+        (w0.rb | w1.rb) | (w2.rb | w3.rb) | (w0.greens | w1.greens) | (w2.greens | w3.greens);
+    // High words zero and the low words' top bits clear.
+    const Int4 beyond = all & Int4{INT32_MIN, -1, INT32_MIN, -1};
+    if (AnyLane(beyond)) return SumsOf(four);
+    // {R0, B0, R1, B1} and {R2, B2, R3, B3}, then R and B apart; the same
+    // for the greens.
+    const Int4 rb01 = __builtin_shufflevector(w0.rb, w1.rb, 0, 2, 4, 6);
+    const Int4 rb23 = __builtin_shufflevector(w2.rb, w3.rb, 0, 2, 4, 6);
+    const Int4 g01 = __builtin_shufflevector(w0.greens, w1.greens, 0, 2, 4, 6);
+    const Int4 g23 = __builtin_shufflevector(w2.greens, w3.greens, 0, 2, 4, 6);
+    return {__builtin_convertvector(__builtin_shufflevector(rb01, rb23, 0, 2, 4, 6), Float4),
+            __builtin_convertvector(__builtin_shufflevector(rb01, rb23, 1, 3, 5, 7), Float4),
+            __builtin_convertvector(__builtin_shufflevector(g01, g23, 0, 2, 4, 6), Float4),
+            __builtin_convertvector(__builtin_shufflevector(g01, g23, 1, 3, 5, 7), Float4)};
 }
 
 // Records whose counts differ from their neighbours', and the last group of
@@ -147,7 +193,7 @@ uint32_t SelectRegions(const VireoAwbRegion* regions, int32_t count, const Selec
         if (lanes == 4 && ((CountsOf(four[0]) ^ counts) | (CountsOf(four[1]) ^ counts) |
                            (CountsOf(four[2]) ^ counts) | (CountsOf(four[3]) ^ counts)) == 0) {
             // The usual case: the whole grid shares its pixel counts.
-            const FourSums sums = SumsOf(four);
+            const FourSums sums = SumsOfFast(four);
             m = {sums.r * shared.r, sums.b * shared.b, sums.gr * shared.gr, sums.gb * shared.gb,
                  shared.greenShare};
         } else {
