@@ -99,7 +99,7 @@ void BoxFilter(int width, std::vector<float>* a, std::vector<float>* b,
 uint32_t SelectAll(Estimator* e, const VireoAwbFrame& frame, int32_t count) {
     const SelectedRegions out{e->meanR.data(), e->meanG.data(), e->meanB.data(),
                               e->selected.data()};
-    return SelectRegions(frame.regions, count, MakeLimits(frame, e->params), out);
+    return SelectRegions(frame.regions, count, MakeLimits(frame, e->params), out, e->wide);
 }
 
 // The grey-world average of the selected regions, in the log-chromaticity
@@ -119,12 +119,17 @@ void GreyWorld(const Estimator& e, int32_t count, float lnRFactor, float lnBFact
     *v = static_cast<float>(std::log(sumB / sumG)) - lnBFactor;
 }
 
-// The regions that may vote, four at a time: groups with nothing selected,
-// or whose ratios all lie outside the box around the curve (coloured
-// surfaces), cost a few comparisons; the others are packed, in order, into
-// the group scratch with their log chromaticity and which lanes are
-// selected. Returns how many lanes were packed (a multiple of four).
-uint32_t GatherCandidates(Estimator* e, int32_t count, float lnRFactor, float lnBFactor) {
+// The regions that may vote, a group of lanes at a time: groups with nothing
+// selected, or whose ratios all lie outside the box around the curve
+// (coloured surfaces), cost a few comparisons; the others are packed, in
+// order, into the group scratch with their log chromaticity and which lanes
+// are selected. Returns how many lanes were packed (a multiple of the
+// lane count).
+template <typename F>
+VIREO_LANES_INLINE uint32_t GatherCandidates(Estimator* e, int32_t count, float lnRFactor,
+                                             float lnBFactor) {
+    typedef MaskOf<F> I;
+    constexpr int kLanes = kLanesOf<F>;
     // The box in ratios of this module; widened by 0.1 %, far more than
     // FastLn's error, so a region it leaves out is surely outside.
     const float rgLow = std::exp(e->nearLowU + lnRFactor) * 0.999f;
@@ -132,18 +137,18 @@ uint32_t GatherCandidates(Estimator* e, int32_t count, float lnRFactor, float ln
     const float bgLow = std::exp(e->nearLowV + lnBFactor) * 0.999f;
     const float bgHigh = std::exp(e->nearHighV + lnBFactor) * 1.001f;
     uint32_t packed = 0;
-    for (int32_t i = 0; i < count; i += 4) {
-        const Int4 chosen = Load4(e->selected.data() + i) != 0.0f;
+    for (int32_t i = 0; i < count; i += kLanes) {
+        const I chosen = Load<F>(e->selected.data() + i) != 0.0f;
         if (!AnyLane(chosen)) continue;
-        const Float4 inverseG = 1.0f / Load4(e->meanG.data() + i);
-        const Float4 rg = Load4(e->meanR.data() + i) * inverseG;
-        const Float4 bg = Load4(e->meanB.data() + i) * inverseG;
-        const Int4 near = chosen & (rg >= rgLow) & (rg <= rgHigh) & (bg >= bgLow) & (bg <= bgHigh);
+        const F inverseG = 1.0f / Load<F>(e->meanG.data() + i);
+        const F rg = Load<F>(e->meanR.data() + i) * inverseG;
+        const F bg = Load<F>(e->meanB.data() + i) * inverseG;
+        const I near = chosen & (rg >= rgLow) & (rg <= rgHigh) & (bg >= bgLow) & (bg <= bgHigh);
         if (!AnyLane(near)) continue;
-        Store4(e->u.data() + packed, FastLn4(rg) - lnRFactor);
-        Store4(e->v.data() + packed, FastLn4(bg) - lnBFactor);
-        Store4(e->chosen.data() + packed, chosen ? Broadcast4(1.0f) : Broadcast4(0.0f));
-        packed += 4;
+        Store(e->u.data() + packed, FastLnLanes(rg) - lnRFactor);
+        Store(e->v.data() + packed, FastLnLanes(bg) - lnBFactor);
+        Store(e->chosen.data() + packed, chosen ? Splat<F>(1.0f) : Splat<F>(0.0f));
+        packed += kLanes;
     }
     return packed;
 }
@@ -154,21 +159,24 @@ uint32_t GatherCandidates(Estimator* e, int32_t count, float lnRFactor, float ln
 // the lower bin). Short passes with independent iterations, which the
 // processor overlaps far better than one long chain per group. Returns how
 // many selected regions are in the grey zone.
-uint32_t WeighAndVote(Estimator* e, uint32_t packed) {
+template <typename F>
+VIREO_LANES_INLINE uint32_t WeighAndVote(Estimator* e, uint32_t packed) {
+    typedef MaskOf<F> I;
+    constexpr int kLanes = kLanesOf<F>;
     const Tuning::TuningParams& p = e->params;
     float* u = e->u.data();
     float* v = e->v.data();
     float* along = e->along.data();
     float* squared = e->squared.data();
     float* side = e->side.data();
-    for (uint32_t j = 0; j < packed; j += 4) {
-        Float4 a;
-        Float4 d2;
-        Float4 sign;
-        ProjectFour(e->curve, Load4(u + j), Load4(v + j), &a, &d2, &sign);
-        Store4(along + j, a);
-        Store4(squared + j, d2);
-        Store4(side + j, sign);
+    for (uint32_t j = 0; j < packed; j += kLanes) {
+        F a;
+        F d2;
+        F sign;
+        ProjectLanes(e->curve, Load<F>(u + j), Load<F>(v + j), &a, &d2, &sign);
+        Store(along + j, a);
+        Store(squared + j, d2);
+        Store(side + j, sign);
     }
     const float widthSquared = p.greyZoneWidth * p.greyZoneWidth;
     const float inv2Sigma2 = 0.5f / (p.likelihoodSigma * p.likelihoodSigma);
@@ -176,49 +184,72 @@ uint32_t WeighAndVote(Estimator* e, uint32_t packed) {
     const int last = static_cast<int>(e->lanes.size()) - 1;
     const float lastBin = static_cast<float>(last);
     const float margin = static_cast<float>(e->margin);
-    const Float4 zero = Broadcast4(0.0f);
+    const F zero = Splat<F>(0.0f);
     // From here on u holds the weight at the lower bin, v the weight at the
     // upper one, side the weight times the signed distance.
     int32_t* bin = e->bin.data();
-    Int4 grey = {0, 0, 0, 0};
-    for (uint32_t j = 0; j < packed; j += 4) {
-        const Float4 d2 = Load4(squared + j);
-        const Int4 inside = (d2 <= widthSquared) & (Load4(e->chosen.data() + j) != 0.0f);
+    I grey = Splat<I>(0);
+    for (uint32_t j = 0; j < packed; j += kLanes) {
+        const F d2 = Load<F>(squared + j);
+        const I inside = (d2 <= widthSquared) & (Load<F>(e->chosen.data() + j) != 0.0f);
         grey += inside;
         // Lanes outside vote 0 at bin 0, which changes nothing; their
         // squared distance may be infinite, hence the masks.
-        const Float4 weight = inside ? FastNegExp4(d2 * inv2Sigma2) : zero;
-        const Float4 distance = {std::sqrt(d2[0]), std::sqrt(d2[1]), std::sqrt(d2[2]),
-                                 std::sqrt(d2[3])};
-        const Float4 offset =
-            inside ? weight * (Load4(side + j) >= 0.0f ? distance : -distance) : zero;
-        Float4 position = margin + Load4(along + j) * invBin;
+        const F weight = inside ? FastNegExpLanes(d2 * inv2Sigma2) : zero;
+        float root[kLanes];
+        for (int k = 0; k < kLanes; ++k) root[k] = std::sqrt(d2[k]);
+        const F distance = Load<F>(root);
+        const F offset =
+            inside ? weight * (Load<F>(side + j) >= 0.0f ? distance : -distance) : zero;
+        F position = margin + Load<F>(along + j) * invBin;
         position = position < 0.0f ? zero : position;
-        position = position > lastBin ? Broadcast4(lastBin) : position;
+        position = position > lastBin ? Splat<F>(lastBin) : position;
         position = inside ? position : zero;
-        Int4 low = __builtin_convertvector(position, Int4);
-        low = low > last - 1 ? Int4{} + (last - 1) : low;
-        const Float4 high = position - __builtin_convertvector(low, Float4);
-        std::memcpy(bin + j, &low, sizeof low);
-        Store4(u + j, weight * (1.0f - high));
-        Store4(v + j, weight * high);
-        Store4(side + j, offset);
+        I low = __builtin_convertvector(position, I);
+        low = low > last - 1 ? Splat<I>(last - 1) : low;
+        const F high = position - __builtin_convertvector(low, F);
+        Store(bin + j, low);
+        Store(u + j, weight * (1.0f - high));
+        Store(v + j, weight * high);
+        Store(side + j, offset);
     }
-    // Region j writes lane j % 4, so consecutive votes for the same bin do
-    // not wait for each other's stores.
+    // Region j writes lane j % kVoteLanes, so consecutive votes for the same
+    // bin do not wait for each other's stores.
     VoteLanes* bins = e->lanes.data();
     std::fill(e->lanes.begin(), e->lanes.end(), VoteLanes{});
-    // Four regions per step, one per lane, so the lanes are fixed offsets
-    // rather than worked out per region (packed is a multiple of four).
-    for (uint32_t j = 0; j < packed; j += 4) {
-        for (uint32_t lane = 0; lane < 4; ++lane) {
+    // A group per step, so the lanes are fixed offsets rather than worked
+    // out per region (packed is a multiple of the lane count).
+    for (uint32_t j = 0; j < packed; j += kLanes) {
+        for (int lane = 0; lane < kLanes; ++lane) {
             VoteLanes* at = bins + bin[j + lane];
-            at[0].weight[lane] += u[j + lane];
-            at[0].offset[lane] += side[j + lane];
-            at[1].weight[lane] += v[j + lane];
+            at[0].weight[lane % kVoteLanes] += u[j + lane];
+            at[0].offset[lane % kVoteLanes] += side[j + lane];
+            at[1].weight[lane % kVoteLanes] += v[j + lane];
         }
     }
     return CountLanes(grey);
+}
+
+// The Bayesian mode's per-region passes, at the estimator's width.
+template <typename F>
+VIREO_LANES_INLINE uint32_t VoteGroups(Estimator* e, int32_t count, float lnRFactor,
+                                       float lnBFactor) {
+    return WeighAndVote<F>(e, GatherCandidates<F>(e, count, lnRFactor, lnBFactor));
+}
+
+#if VIREO_WIDE_LANES
+VIREO_TARGET_WIDE uint32_t VoteGroupsWide(Estimator* e, int32_t count, float lnRFactor,
+                                          float lnBFactor) {
+    return VoteGroups<Float8>(e, count, lnRFactor, lnBFactor);
+}
+#endif
+
+// Returns how many selected regions are in the grey zone.
+uint32_t Vote(Estimator* e, int32_t count, float lnRFactor, float lnBFactor) {
+#if VIREO_WIDE_LANES
+    if (e->wide) return VoteGroupsWide(e, count, lnRFactor, lnBFactor);
+#endif
+    return VoteGroups<Float4>(e, count, lnRFactor, lnBFactor);
 }
 
 void BayesSearch(Estimator* e, float outdoor, uint32_t valid, float rFactor, float bFactor,
@@ -270,6 +301,7 @@ void BayesSearch(Estimator* e, float outdoor, uint32_t valid, float rFactor, flo
 
 void InitEstimator(const Tuning::TuningParams& params, Estimator* e) {
     e->params = params;
+    e->wide = UseWideLanes();
     e->curve = BuildCurve(params.ctCurve);
     IndexSegments(params.greyZoneWidth, &e->curve);
     e->nearLowU = e->nearHighU = e->curve.nodes.front().u;
@@ -323,8 +355,8 @@ int Estimate(Estimator* e, const VireoAwbFrame& frame, VireoAwbResult* result) {
     const float lnRFactor = std::log(rFactor);
     const float lnBFactor = std::log(bFactor);
 
-    // Room for the passes, which work four regions at a time.
-    const size_t room = (static_cast<size_t>(count) + 3) / 4 * 4;
+    // Room for the passes, which work a group of lanes at a time.
+    const size_t room = (static_cast<size_t>(count) + kMaxLanes - 1) / kMaxLanes * kMaxLanes;
     if (e->meanR.size() < room) {
         for (std::vector<float>* scratch : {&e->meanR, &e->meanG, &e->meanB, &e->selected, &e->u,
                                             &e->v, &e->chosen, &e->along, &e->squared, &e->side}) {
@@ -350,7 +382,7 @@ int Estimate(Estimator* e, const VireoAwbFrame& frame, VireoAwbResult* result) {
         SetWhite(greyU, greyV, PointAt(e->curve, position.s).mired, rFactor, bFactor, result);
         return 0;
     }
-    result->greyRegionCount = WeighAndVote(e, GatherCandidates(e, count, lnRFactor, lnBFactor));
+    result->greyRegionCount = Vote(e, count, lnRFactor, lnBFactor);
     if (result->greyRegionCount == 0) {
         result->flags |= VIREO_AWB_FLAG_NO_GREY_REGION;
         GreyWorld(*e, count, lnRFactor, lnBFactor, &greyU, &greyV);

@@ -20,16 +20,20 @@ namespace Awb {
 // peak's neighbours places it between them).
 inline constexpr int kSearchBins = 256;
 
-// Votes and votes times signed distance, per bin, in four lanes: region i
-// writes lane i % 4, so consecutive votes for the same bin do not wait for
-// each other's stores.
+// Votes and votes times signed distance, per bin, in kVoteLanes lanes:
+// region i writes lane i % kVoteLanes, so consecutive votes for the same bin
+// do not wait for each other's stores.
+inline constexpr int kVoteLanes = 4;
 struct VoteLanes {
-    float weight[4];
-    float offset[4];
+    float weight[kVoteLanes];
+    float offset[kVoteLanes];
 };
 
 struct Estimator {
     Tuning::TuningParams params;
+    // Eight regions at a time (AVX2) rather than four; both give the same
+    // numbers.
+    bool wide = false;
     CtCurve curve;
     float binWidth = 0.0f;
     std::vector<float> lnPriorOutdoor;  // per search bin
@@ -52,7 +56,7 @@ struct Estimator {
     std::vector<float> meanG;
     std::vector<float> meanB;
     std::vector<float> selected;
-    // Per group of four regions that may vote, packed: log chromaticity
+    // Per group of regions that may vote, packed: log chromaticity
     // (later the vote weights), which lanes are selected (1/0), place along
     // the curve, squared distance from it, the side it lies on (later the
     // vote times the signed distance) and the lower search bin of the vote.

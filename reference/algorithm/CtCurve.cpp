@@ -43,9 +43,9 @@ CtCurve BuildCurve(const std::vector<Tuning::CurvePoint>& points) {
                                   unitV, a.u * unitU + a.v * unitV, a.v * unitU - a.u * unitV});
     }
     for (const CurveSegment& g : curve.segments) {
-        curve.segmentLanes.push_back({Broadcast4(g.unitU), Broadcast4(g.unitV),
-                                      Broadcast4(g.startAlong), Broadcast4(g.startAcross),
-                                      Broadcast4(g.length), Broadcast4(g.s)});
+        curve.segmentLanes.push_back({Broadcasted(g.unitU), Broadcasted(g.unitV),
+                                      Broadcasted(g.startAlong), Broadcasted(g.startAcross),
+                                      Broadcasted(g.length), Broadcasted(g.s)});
     }
     CurveBand& band = curve.band;
     const CurveNode& first = curve.nodes.front();
@@ -78,14 +78,14 @@ void IndexSegments(float reach, CtCurve* curve) {
     };
     index.reach = reach;
     BandLanes& lanes = curve->bandLanes;
-    lanes.originU = Broadcast4(band.originU);
-    lanes.originV = Broadcast4(band.originV);
-    lanes.unitU = Broadcast4(band.unitU);
-    lanes.unitV = Broadcast4(band.unitV);
-    lanes.alongLow = Broadcast4(band.alongMin - reach);
-    lanes.alongHigh = Broadcast4(band.alongMax + reach);
-    lanes.acrossLow = Broadcast4(band.acrossMin - reach);
-    lanes.acrossHigh = Broadcast4(band.acrossMax + reach);
+    lanes.originU = Broadcasted(band.originU);
+    lanes.originV = Broadcasted(band.originV);
+    lanes.unitU = Broadcasted(band.unitU);
+    lanes.unitV = Broadcasted(band.unitV);
+    lanes.alongLow = Broadcasted(band.alongMin - reach);
+    lanes.alongHigh = Broadcasted(band.alongMax + reach);
+    lanes.acrossLow = Broadcasted(band.acrossMin - reach);
+    lanes.acrossHigh = Broadcasted(band.acrossMax + reach);
     index.origin = band.alongMin - reach;
     const float span = band.alongMax - band.alongMin + 2.0f * reach;
     index.scale = span > 0.0f ? static_cast<float>(kSlices) / span : 0.0f;

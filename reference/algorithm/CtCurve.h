@@ -10,8 +10,8 @@
 #include <cstring>
 #include <vector>
 
+#include "Lanes.h"
 #include "TuningParams.h"
-#include "Vector4.h"
 
 namespace Vireo {
 namespace Awb {
@@ -42,15 +42,15 @@ struct CurveSegment {
     float startAcross;
 };
 
-// What ProjectFour needs of a segment, each value already in all four lanes,
+// What ProjectLanes needs of a segment, each value already in every lane,
 // so the loop over segments loads rather than broadcasts.
 struct SegmentLanes {
-    Float4 unitU;
-    Float4 unitV;
-    Float4 startAlong;
-    Float4 startAcross;
-    Float4 length;
-    Float4 s;
+    Broadcast unitU;
+    Broadcast unitV;
+    Broadcast startAlong;
+    Broadcast startAcross;
+    Broadcast length;
+    Broadcast s;
 };
 
 // The chord from the first node to the last, and the band around it that
@@ -67,18 +67,18 @@ struct CurveBand {
 };
 
 // The band in vector lanes, with its limits widened by the index's reach,
-// kept as data so the four-point test reads them straight from memory
-// instead of broadcasting each scalar again for every four points. The
+// kept as data so the test of a group of points reads them straight from
+// memory instead of broadcasting each scalar again for every group. The
 // defaults hold every point inside.
 struct BandLanes {
-    Float4 originU = {0.0f, 0.0f, 0.0f, 0.0f};
-    Float4 originV = {0.0f, 0.0f, 0.0f, 0.0f};
-    Float4 unitU = {1.0f, 1.0f, 1.0f, 1.0f};
-    Float4 unitV = {0.0f, 0.0f, 0.0f, 0.0f};
-    Float4 alongLow = {-INFINITY, -INFINITY, -INFINITY, -INFINITY};
-    Float4 alongHigh = {INFINITY, INFINITY, INFINITY, INFINITY};
-    Float4 acrossLow = {-INFINITY, -INFINITY, -INFINITY, -INFINITY};
-    Float4 acrossHigh = {INFINITY, INFINITY, INFINITY, INFINITY};
+    Broadcast originU = Broadcasted(0.0f);
+    Broadcast originV = Broadcasted(0.0f);
+    Broadcast unitU = Broadcasted(1.0f);
+    Broadcast unitV = Broadcasted(0.0f);
+    Broadcast alongLow = Broadcasted(-INFINITY);
+    Broadcast alongHigh = Broadcasted(INFINITY);
+    Broadcast acrossLow = Broadcasted(-INFINITY);
+    Broadcast acrossHigh = Broadcasted(INFINITY);
 };
 
 // For slices of the band along the chord, the segments that can hold the
@@ -97,7 +97,7 @@ struct SegmentIndex {
 struct CtCurve {
     std::vector<CurveNode> nodes;  // at least two
     std::vector<CurveSegment> segments;
-    std::vector<SegmentLanes> segmentLanes;  // the same segments, for ProjectFour
+    std::vector<SegmentLanes> segmentLanes;  // the same segments, for ProjectLanes
     float length = 0.0f;
     CurveBand band;
     BandLanes bandLanes;  // filled with the index
@@ -150,39 +150,45 @@ inline CurvePosition Project(const CtCurve& curve, float u, float v) {
     return {bestS, bestSide >= 0.0f ? distance : -distance};
 }
 
-// Project for four points at once, in vector lanes: arc length, squared
-// distance, and a value whose sign is the side.
+// Project for a point in every lane at once: arc length, squared distance,
+// and a value whose sign is the side.
 // Points farther than the index's reach get a squared distance above
 // reach^2, not necessarily the exact one.
-inline void ProjectFour(const CtCurve& curve, Float4 pu, Float4 pv, Float4* along, Float4* squared,
-                        Float4* side) {
-    const Float4 zero = {0.0f, 0.0f, 0.0f, 0.0f};
+template <typename F>
+VIREO_LANES_INLINE void ProjectLanes(const CtCurve& curve, F pu, F pv, F* along, F* squared,
+                                     F* side) {
+    typedef MaskOf<F> I;
+    const F zero = Splat<F>(0.0f);
     const BandLanes& band = curve.bandLanes;
     const SegmentIndex& index = curve.index;
-    Float4 best = {INFINITY, INFINITY, INFINITY, INFINITY};
-    Float4 bestAlong = zero;
-    Float4 bestSide = zero;
-    // Four points all farther than reach from the band that holds the curve
-    // need no exact answer: coloured regions are cheap.
-    const Float4 du = pu - band.originU;
-    const Float4 dv = pv - band.originV;
-    const Float4 x = du * band.unitU + dv * band.unitV;
-    const Float4 y = dv * band.unitU - du * band.unitV;
-    const Int4 outside =
-        (x < band.alongLow) | (x > band.alongHigh) | (y < band.acrossLow) | (y > band.acrossHigh);
-    if ((outside[0] & outside[1] & outside[2] & outside[3]) != 0) {
+    F best = Splat<F>(INFINITY);
+    F bestAlong = zero;
+    F bestSide = zero;
+    // Points all farther than reach from the band that holds the curve need
+    // no exact answer: coloured regions are cheap.
+    const F du = pu - Lanes<F>(band.originU);
+    const F dv = pv - Lanes<F>(band.originV);
+    const F x = du * Lanes<F>(band.unitU) + dv * Lanes<F>(band.unitV);
+    const F y = dv * Lanes<F>(band.unitU) - du * Lanes<F>(band.unitV);
+    const I outside = (x < Lanes<F>(band.alongLow)) | (x > Lanes<F>(band.alongHigh)) |
+                      (y < Lanes<F>(band.acrossLow)) | (y > Lanes<F>(band.acrossHigh));
+    if (!AnyLane(~outside)) {
         *along = bestAlong;
         *squared = best;
         *side = bestSide;
         return;
     }
-    // The candidate segments of the four points' slices.
+    // The candidate segments of the points' slices.
     size_t from = 0;
     size_t to = curve.segments.size();
     const int slices = static_cast<int>(index.first.size());
     if (slices > 0) {
-        const float lowest = std::min(std::min(x[0], x[1]), std::min(x[2], x[3]));
-        const float highest = std::max(std::max(x[0], x[1]), std::max(x[2], x[3]));
+        float lowest = x[0];
+        float highest = x[0];
+        for (int k = 1; k < kLanesOf<F>; ++k) {
+            lowest = std::min(lowest, x[k]);
+            highest = std::max(highest, x[k]);
+        }
         const float top = static_cast<float>(slices - 1);
         const float a = std::min(std::max((lowest - index.origin) * index.scale, 0.0f), top);
         const float b = std::min(std::max((highest - index.origin) * index.scale, 0.0f), top);
@@ -191,15 +197,18 @@ inline void ProjectFour(const CtCurve& curve, Float4 pu, Float4 pv, Float4* alon
     }
     for (size_t k = from; k < to; ++k) {
         const SegmentLanes& g = curve.segmentLanes[k];
+        const F unitU = Lanes<F>(g.unitU);
+        const F unitV = Lanes<F>(g.unitV);
+        const F length = Lanes<F>(g.length);
         // In the segment's frame: x along it from its start, y across.
-        const Float4 x = pu * g.unitU + pv * g.unitV - g.startAlong;
-        const Float4 y = pv * g.unitU - pu * g.unitV - g.startAcross;
-        Float4 onSegment = x < zero ? zero : x;
-        onSegment = onSegment > g.length ? g.length : onSegment;
-        const Float4 beyond = x - onSegment;
-        const Float4 candidate = beyond * beyond + y * y;
-        const Int4 closer = candidate < best;
-        bestAlong = closer ? g.s + onSegment : bestAlong;
+        const F x = pu * unitU + pv * unitV - Lanes<F>(g.startAlong);
+        const F y = pv * unitU - pu * unitV - Lanes<F>(g.startAcross);
+        F onSegment = x < zero ? zero : x;
+        onSegment = onSegment > length ? length : onSegment;
+        const F beyond = x - onSegment;
+        const F candidate = beyond * beyond + y * y;
+        const I closer = candidate < best;
+        bestAlong = closer ? Lanes<F>(g.s) + onSegment : bestAlong;
         bestSide = closer ? y : bestSide;
         best = closer ? candidate : best;
     }

@@ -8,7 +8,7 @@
 #include <cstdint>
 #include <cstring>
 
-#include "Vector4.h"
+#include "Lanes.h"
 
 namespace Vireo {
 namespace Awb {
@@ -41,52 +41,58 @@ inline float FastLn(float x) {
     return static_cast<float>(exponent) * 0.693147181f + p;
 }
 
-// The whole-vector constants of FastLn4 and FastNegExp4. They are defined
-// in FastMath.cpp on purpose: where GCC sees the values it rebuilds each
-// vector from a scalar (a load and a shuffle) at every use on SSE2, while
-// values it cannot see are read straight from memory by the arithmetic.
+// The whole-vector constants of FastLnLanes and FastNegExpLanes. They are
+// defined in FastMath.cpp on purpose: where GCC sees the values it rebuilds
+// each vector from a scalar (a load and a shuffle) at every use on SSE2,
+// while values it cannot see are read straight from memory by the
+// arithmetic.
 struct FastMathConstants {
-    Float4 lnPolynomial[8];  // highest degree first
-    Float4 sqrt2;
-    Float4 ln2;
-    Float4 half;
-    Float4 one;
-    Float4 expPolynomial[6];  // highest degree first
-    Float4 negLog2e;
-    Float4 lowestPower;
+    Broadcast lnPolynomial[8];  // highest degree first
+    Broadcast sqrt2;
+    Broadcast ln2;
+    Broadcast half;
+    Broadcast one;
+    Broadcast expPolynomial[6];  // highest degree first
+    Broadcast negLog2e;
+    Broadcast lowestPower;
 };
 extern const FastMathConstants kFastMath __attribute__((visibility("hidden")));
 
-// FastLn on four lanes at once, the same steps in the same order, so each
+// FastLn on every lane at once, the same steps in the same order, so each
 // lane gives exactly what FastLn gives.
-inline Float4 FastLn4(Float4 x) {
+template <typename F>
+VIREO_LANES_INLINE F FastLnLanes(F x) {
+    typedef MaskOf<F> I;
     const FastMathConstants& k = kFastMath;
-    Int4 bits = BitsOf(x);
-    Int4 exponent = ((bits >> 23) & 0xFF) - 127;
+    I bits = BitsOf(x);
+    I exponent = ((bits >> 23) & 0xFF) - 127;
     bits = (bits & 0x007FFFFF) | 0x3F800000;
-    Float4 m = FloatOfBits(bits);
-    const Int4 high = m > k.sqrt2;
-    const Float4 half = k.half * m;
+    F m = FloatOfBits(bits);
+    const I high = m > Lanes<F>(k.sqrt2);
+    const F half = Lanes<F>(k.half) * m;
     m = high ? half : m;
     exponent -= high;  // a set lane is -1
-    const Float4 f = m - k.one;
-    Float4 p = k.lnPolynomial[0];
-    for (int d = 1; d < 8; ++d) p = p * f + k.lnPolynomial[d];
-    return __builtin_convertvector(exponent, Float4) * k.ln2 + p;
+    const F f = m - Lanes<F>(k.one);
+    F p = Lanes<F>(k.lnPolynomial[0]);
+    for (int d = 1; d < 8; ++d) p = p * f + Lanes<F>(k.lnPolynomial[d]);
+    return __builtin_convertvector(exponent, F) * Lanes<F>(k.ln2) + p;
 }
 
-// exp(-x) for x >= 0 on four lanes (anything above 80 gives about 0):
+// exp(-x) for x >= 0 on every lane (anything above 80 gives about 0):
 // 2^(-x log2 e) split into a power of two built in the exponent bits and a
 // degree-5 polynomial for 2^f on [0, 1) (relative error below 1e-4).
-inline Float4 FastNegExp4(Float4 x) {
+template <typename F>
+VIREO_LANES_INLINE F FastNegExpLanes(F x) {
+    typedef MaskOf<F> I;
     const FastMathConstants& k = kFastMath;
-    Float4 y = x * k.negLog2e;
-    y = y < k.lowestPower ? k.lowestPower : y;
+    const F lowest = Lanes<F>(k.lowestPower);
+    F y = x * Lanes<F>(k.negLog2e);
+    y = y < lowest ? lowest : y;
     // Conversion truncates; one less below zero makes it the floor.
-    const Int4 whole = __builtin_convertvector(y, Int4) + (y < 0.0f);
-    const Float4 f = y - __builtin_convertvector(whole, Float4);  // [0, 1]
-    Float4 p = k.expPolynomial[0];
-    for (int d = 1; d < 6; ++d) p = p * f + k.expPolynomial[d];
+    const I whole = __builtin_convertvector(y, I) + (y < 0.0f);
+    const F f = y - __builtin_convertvector(whole, F);  // [0, 1]
+    F p = Lanes<F>(k.expPolynomial[0]);
+    for (int d = 1; d < 6; ++d) p = p * f + Lanes<F>(k.expPolynomial[d]);
     return p * FloatOfBits((whole + 127) << 23);
 }
 

@@ -6,7 +6,7 @@
 #include <cstdint>
 #include <cstring>
 
-#include "Vector4.h"
+#include "Lanes.h"
 
 namespace Vireo {
 namespace Awb {
@@ -72,17 +72,20 @@ inline void UpdateScales(const VireoAwbRegion& region, Scales* scales) {
     scales->greenShare = counted ? 1.0f / static_cast<float>(greens) : 0.0f;
 }
 
-// The channel means of up to four regions in vector lanes; lanes past the
+// The channel means of a group of regions, one per lane; lanes past the
 // regions given read as regions without pixels.
-struct FourMeans {
-    Float4 r;
-    Float4 b;
-    Float4 gr;
-    Float4 gb;
-    Float4 greenShare;
+template <typename F>
+struct GroupMeans {
+    F r;
+    F b;
+    F gr;
+    F gb;
+    F greenShare;
 };
 
-// The four sums of four records as floats, in channel order R, B, GR, GB.
+// The four sums of four records as floats, in channel order R, B, GR, GB:
+// records are turned into lanes four at a time, which is what one round of
+// 128-bit shuffles gathers.
 struct FourSums {
     Float4 r;
     Float4 b;
@@ -132,7 +135,9 @@ inline FourSums SumsOfFast(const VireoAwbRegion* four) {
         (w0.rb | w1.rb) | (w2.rb | w3.rb) | (w0.greens | w1.greens) | (w2.greens | w3.greens);
     // High words zero and the low words' top bits clear.
     const Int4 beyond = all & Int4{INT32_MIN, -1, INT32_MIN, -1};
-    if (AnyLane(beyond)) return SumsOf(four);
+    uint64_t halves[2];
+    std::memcpy(halves, &beyond, sizeof halves);
+    if ((halves[0] | halves[1]) != 0) return SumsOf(four);
     // {R0, B0, R1, B1} and {R2, B2, R3, B3}, then R and B apart; the same
     // for the greens.
     const Int4 rb01 = __builtin_shufflevector(w0.rb, w1.rb, 0, 2, 4, 6);
@@ -145,30 +150,54 @@ inline FourSums SumsOfFast(const VireoAwbRegion* four) {
             __builtin_convertvector(__builtin_shufflevector(g01, g23, 1, 3, 5, 7), Float4)};
 }
 
+// The sums of a group of records as floats: one quarter of four records,
+// or two joined.
+template <typename F>
+VIREO_LANES_INLINE GroupMeans<F> GroupSums(const VireoAwbRegion* group) {
+    if constexpr (kLanesOf<F> == 4) {
+        const FourSums sums = SumsOfFast(group);
+        return {sums.r, sums.b, sums.gr, sums.gb, F{}};
+    } else {
+        static_assert(kLanesOf<F> == 8, "a group is one or two quarters");
+        const FourSums low = SumsOfFast(group);
+        const FourSums high = SumsOfFast(group + 4);
+        auto join = [](Float4 l, Float4 h) {
+            return __builtin_shufflevector(l, h, 0, 1, 2, 3, 4, 5, 6, 7);
+        };
+        return {join(low.r, high.r), join(low.b, high.b), join(low.gr, high.gr),
+                join(low.gb, high.gb), F{}};
+    }
+}
+
 // Records whose counts differ from their neighbours', and the last group of
 // a sample: one region at a time. Lanes past `lanes` read as regions
 // without pixels.
-FourMeans ReadEach(const VireoAwbRegion* four, int32_t lanes, Scales* scales) {
-    float r[4] = {};
-    float b[4] = {};
-    float gr[4] = {};
-    float gb[4] = {};
-    float share[4] = {};
+template <typename F>
+VIREO_LANES_INLINE GroupMeans<F> ReadEach(const VireoAwbRegion* group, int32_t lanes,
+                                          Scales* scales) {
+    constexpr int kLanes = kLanesOf<F>;
+    float r[kLanes] = {};
+    float b[kLanes] = {};
+    float gr[kLanes] = {};
+    float gb[kLanes] = {};
+    float share[kLanes] = {};
     for (int32_t k = 0; k < lanes; ++k) {
-        UpdateScales(four[k], scales);
-        r[k] = static_cast<float>(four[k].rSum) * scales->inverse[0];
-        b[k] = static_cast<float>(four[k].bSum) * scales->inverse[1];
-        gr[k] = static_cast<float>(four[k].grSum) * scales->inverse[2];
-        gb[k] = static_cast<float>(four[k].gbSum) * scales->inverse[3];
+        UpdateScales(group[k], scales);
+        r[k] = static_cast<float>(group[k].rSum) * scales->inverse[0];
+        b[k] = static_cast<float>(group[k].bSum) * scales->inverse[1];
+        gr[k] = static_cast<float>(group[k].grSum) * scales->inverse[2];
+        gb[k] = static_cast<float>(group[k].gbSum) * scales->inverse[3];
         share[k] = scales->greenShare;
     }
-    return {Load4(r), Load4(b), Load4(gr), Load4(gb), Load4(share)};
+    return {Load<F>(r), Load<F>(b), Load<F>(gr), Load<F>(gb), Load<F>(share)};
 }
 
-}  // namespace
-
-uint32_t SelectRegions(const VireoAwbRegion* regions, int32_t count, const SelectionLimits& limits,
-                       const SelectedRegions& out) {
+template <typename F>
+VIREO_LANES_INLINE uint32_t SelectGroups(const VireoAwbRegion* regions, int32_t count,
+                                         const SelectionLimits& limits,
+                                         const SelectedRegions& out) {
+    constexpr int kLanes = kLanesOf<F>;
+    typedef MaskOf<F> I;
     // Everything the loop reads besides the records is copied into locals
     // first: the stores to the float arrays could otherwise alias it, and it
     // would be read again for every group.
@@ -183,37 +212,59 @@ uint32_t SelectRegions(const VireoAwbRegion* regions, int32_t count, const Selec
     float* const outB = out.b;
     float* const outSelected = out.selected;
     Scales scales;
-    FourMeans shared{};  // the scales of `scales`, in all four lanes
-    Int4 chosen = {0, 0, 0, 0};
-    for (int32_t i = 0; i < count; i += 4) {
-        const VireoAwbRegion* four = regions + i;
-        const int32_t lanes = std::min<int32_t>(4, count - i);
-        FourMeans m;
-        const uint64_t counts = scales.counts;
-        if (lanes == 4 && ((CountsOf(four[0]) ^ counts) | (CountsOf(four[1]) ^ counts) |
-                           (CountsOf(four[2]) ^ counts) | (CountsOf(four[3]) ^ counts)) == 0) {
+    GroupMeans<F> shared{};  // the scales of `scales`, in every lane
+    I chosen = Splat<I>(0);
+    for (int32_t i = 0; i < count; i += kLanes) {
+        const VireoAwbRegion* group = regions + i;
+        const int32_t lanes = std::min<int32_t>(kLanes, count - i);
+        uint64_t differ = 0;
+        if (lanes == kLanes) {
+            for (int k = 0; k < kLanes; ++k) differ |= CountsOf(group[k]) ^ scales.counts;
+        }
+        GroupMeans<F> m;
+        if (lanes == kLanes && differ == 0) {
             // The usual case: the whole grid shares its pixel counts.
-            const FourSums sums = SumsOfFast(four);
+            const GroupMeans<F> sums = GroupSums<F>(group);
             m = {sums.r * shared.r, sums.b * shared.b, sums.gr * shared.gr, sums.gb * shared.gb,
                  shared.greenShare};
         } else {
-            m = ReadEach(four, lanes, &scales);
-            shared = {Broadcast4(scales.inverse[0]), Broadcast4(scales.inverse[1]),
-                      Broadcast4(scales.inverse[2]), Broadcast4(scales.inverse[3]),
-                      Broadcast4(scales.greenShare)};
+            m = ReadEach<F>(group, lanes, &scales);
+            shared = {Splat<F>(scales.inverse[0]), Splat<F>(scales.inverse[1]),
+                      Splat<F>(scales.inverse[2]), Splat<F>(scales.inverse[3]),
+                      Splat<F>(scales.greenShare)};
         }
         // A green channel without pixels reads 0 and has no share.
-        const Float4 green = (m.gr + m.gb) * m.greenShare;
-        const Int4 usable = (m.greenShare > 0.0f) & (m.r < saturationR) & (m.gr < saturationGr) &
-                            (m.gb < saturationGb) & (m.b < saturationB) & (green >= darkGreen) &
-                            (m.r > 0.0f) & (m.b > 0.0f);
-        Store4(outR + i, m.r);
-        Store4(outG + i, usable ? green : Broadcast4(1.0f));
-        Store4(outB + i, m.b);
-        Store4(outSelected + i, usable ? Broadcast4(1.0f) : Broadcast4(0.0f));
+        const F green = (m.gr + m.gb) * m.greenShare;
+        const I usable = (m.greenShare > 0.0f) & (m.r < saturationR) & (m.gr < saturationGr) &
+                         (m.gb < saturationGb) & (m.b < saturationB) & (green >= darkGreen) &
+                         (m.r > 0.0f) & (m.b > 0.0f);
+        Store(outR + i, m.r);
+        Store(outG + i, usable ? green : Splat<F>(1.0f));
+        Store(outB + i, m.b);
+        Store(outSelected + i, usable ? Splat<F>(1.0f) : Splat<F>(0.0f));
         chosen += usable;
     }
     return CountLanes(chosen);
+}
+
+#if VIREO_WIDE_LANES
+VIREO_TARGET_WIDE uint32_t SelectGroupsWide(const VireoAwbRegion* regions, int32_t count,
+                                            const SelectionLimits& limits,
+                                            const SelectedRegions& out) {
+    return SelectGroups<Float8>(regions, count, limits, out);
+}
+#endif
+
+}  // namespace
+
+uint32_t SelectRegions(const VireoAwbRegion* regions, int32_t count, const SelectionLimits& limits,
+                       const SelectedRegions& out, bool wide) {
+#if VIREO_WIDE_LANES
+    if (wide) return SelectGroupsWide(regions, count, limits, out);
+#else
+    (void)wide;
+#endif
+    return SelectGroups<Float4>(regions, count, limits, out);
 }
 
 void ModuleFactors(const VireoAwbFrame& frame, float* rFactor, float* bFactor, bool* ignored) {

@@ -21,7 +21,7 @@ struct SelectionLimits {
 SelectionLimits MakeLimits(const VireoAwbFrame& frame, const Tuning::TuningParams& params);
 
 // Per-region results of the selection, one array per quantity, each with
-// room for the region count rounded up to a multiple of four.
+// room for the region count rounded up to a multiple of kMaxLanes.
 struct SelectedRegions {
     float* r;         // R mean
     float* g;         // green mean: of the GR and GB means that have pixels
@@ -33,10 +33,11 @@ struct SelectedRegions {
 // take part: not empty (R, B and at least one green channel have pixels),
 // not saturated, not too dark. A channel without pixels reads 0 and nothing
 // divides by zero; the green mean of a region not selected is 1, so later
-// ratios stay finite. Lanes of the last group of four past count come out
-// not selected. Returns how many regions are selected.
+// ratios stay finite. Lanes of the last group past count come out not
+// selected. Returns how many regions are selected. wide: eight regions at
+// a time, where UseWideLanes() allows it.
 uint32_t SelectRegions(const VireoAwbRegion* regions, int32_t count, const SelectionLimits& limits,
-                       const SelectedRegions& out);
+                       const SelectedRegions& out, bool wide);
 
 // The module's R/G and B/G relative to the golden module: the first two
 // calibration factors, each replaced by 1 when not finite or outside

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <cstring>
 #include <limits>
 #include <vector>
 
@@ -243,6 +244,68 @@ INSTANTIATE_TEST_SUITE_P(
                       CalibrationCase{0.0f, 1.0f, false},
                       CalibrationCase{std::numeric_limits<float>::quiet_NaN(), 1.0f, false},
                       CalibrationCase{1.0f, 9.0f, false}));
+
+// --- the eight-lane (AVX2) build decides exactly as the four-lane one ----------
+
+struct WidthCase {
+    const char* name;
+    Regions regions;
+    Tuning::AwbMode mode;
+};
+
+// Scenes that take every path of the per-region passes: full and partial
+// groups of four and of eight, pixel counts changing within a group, sums
+// that do not fit 31 bits, coloured regions outside the grey zone.
+std::vector<WidthCase> WidthCases() {
+    const Illuminant light{0.70f, 0.46f};
+    const Surface red{0.9f, 0.15f, 0.12f};
+    std::vector<WidthCase> cases = {
+        {"Neutral", MakeScene(64 * 48, light, Testing::kGrey, 0.0f, 0.01f, 7),
+         Tuning::AwbMode::Bayes},
+        {"DominantColourOddCount", MakeScene(3069, light, red, 0.7f, 0.01f, 11),
+         Tuning::AwbMode::Bayes},
+        {"FiveRegions", MakeScene(5, light, Testing::kGrey, 0.0f, 0.01f, 3),
+         Tuning::AwbMode::Bayes},
+        {"GreyWorld", MakeScene(1001, light, red, 0.5f, 0.01f, 5), Tuning::AwbMode::GreyWorld},
+        {"NoGreyRegion", MakeScene(100, light, {0.2f, 1.0f, 0.2f}, 1.0f, 0.0f, 5),
+         Tuning::AwbMode::Bayes},
+    };
+    Regions mixed = MakeScene(999, light, red, 0.3f, 0.01f, 13);
+    for (size_t i = 6; i < mixed.size(); i += 13) {  // sometimes only in a group's upper half
+        mixed[i].rCount = 32;                        // half the R pixels, the same mean
+        mixed[i].rSum /= 2;
+    }
+    mixed[40].rSum = int64_t{1} << 40;  // saturated, and beyond 31 bits
+    mixed[77].gbSum = -5;
+    cases.push_back({"MixedCountsAndWideSums", mixed, Tuning::AwbMode::Bayes});
+    return cases;
+}
+
+void PrintTo(const WidthCase& c, std::ostream* os) { *os << c.name; }
+
+class LaneWidths : public ::testing::TestWithParam<WidthCase> {};
+
+TEST_P(LaneWidths, GiveTheSameResultBitForBit) {
+    if (!Awb::UseWideLanes()) GTEST_SKIP() << "no eight-lane build on this processor";
+    const VireoAwbFrame frame = Frame(GetParam().regions, 300);
+    VireoAwbResult results[2];
+    for (bool wide : {false, true}) {
+        Awb::Estimator estimator;
+        Awb::InitEstimator(TestTuning(GetParam().mode), &estimator);
+        estimator.wide = wide;
+        results[wide] = VireoAwbResult{};
+        // Twice, so scratch left by a larger sample cannot leak into the answer.
+        ASSERT_EQ(Awb::Estimate(&estimator, frame, &results[wide]), 0);
+        ASSERT_EQ(Awb::Estimate(&estimator, frame, &results[wide]), 0);
+    }
+    EXPECT_GT(results[0].validRegionCount, 0u);
+    EXPECT_EQ(std::memcmp(&results[0], &results[1], sizeof results[0]), 0)
+        << "cct " << results[0].cct << " vs " << results[1].cct << ", r gain " << results[0].rGain
+        << " vs " << results[1].rGain;
+}
+
+INSTANTIATE_TEST_SUITE_P(Scenes, LaneWidths, ::testing::ValuesIn(WidthCases()),
+                         [](const auto& info) { return std::string(info.param.name); });
 
 }  // namespace
 }  // namespace Vireo
