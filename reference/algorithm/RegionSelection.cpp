@@ -150,6 +150,13 @@ inline FourSums SumsOfFast(const VireoAwbRegion* four) {
             __builtin_convertvector(__builtin_shufflevector(g01, g23, 1, 3, 5, 7), Float4)};
 }
 
+// Two quarters as one eight-lane vector. (Not a lambda: a lambda is not
+// always inlined, and out of line it would return eight lanes by the
+// baseline's convention to a caller built for AVX2.)
+VIREO_LANES_INLINE Float8 Join(Float4 low, Float4 high) {
+    return __builtin_shufflevector(low, high, 0, 1, 2, 3, 4, 5, 6, 7);
+}
+
 // The sums of a group of records as floats: one quarter of four records,
 // or two joined.
 template <typename F>
@@ -161,11 +168,8 @@ VIREO_LANES_INLINE GroupMeans<F> GroupSums(const VireoAwbRegion* group) {
         static_assert(kLanesOf<F> == 8, "a group is one or two quarters");
         const FourSums low = SumsOfFast(group);
         const FourSums high = SumsOfFast(group + 4);
-        auto join = [](Float4 l, Float4 h) {
-            return __builtin_shufflevector(l, h, 0, 1, 2, 3, 4, 5, 6, 7);
-        };
-        return {join(low.r, high.r), join(low.b, high.b), join(low.gr, high.gr),
-                join(low.gb, high.gb), F{}};
+        return {Join(low.r, high.r), Join(low.b, high.b), Join(low.gr, high.gr),
+                Join(low.gb, high.gb), F{}};
     }
 }
 
@@ -216,7 +220,7 @@ VIREO_LANES_INLINE uint32_t SelectGroups(const VireoAwbRegion* regions, int32_t 
     I chosen = Splat<I>(0);
     for (int32_t i = 0; i < count; i += kLanes) {
         const VireoAwbRegion* group = regions + i;
-        const int32_t lanes = std::min<int32_t>(kLanes, count - i);
+        const int32_t lanes = count - i < kLanes ? count - i : kLanes;
         uint64_t differ = 0;
         if (lanes == kLanes) {
             for (int k = 0; k < kLanes; ++k) differ |= CountsOf(group[k]) ^ scales.counts;
