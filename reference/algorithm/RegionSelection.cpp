@@ -152,8 +152,10 @@ inline FourSums SumsOfFast(const VireoAwbRegion* four) {
 
 // Two quarters as one eight-lane vector. (Not a lambda: a lambda is not
 // always inlined, and out of line it would return eight lanes by the
-// baseline's convention to a caller built for AVX2.)
-VIREO_LANES_INLINE Float8 Join(Float4 low, Float4 high) {
+// baseline's convention to a caller built for AVX2. A template, so builds
+// without the eight-lane passes do not see an unused function.)
+template <typename Quarter>
+VIREO_LANES_INLINE Float8 Join(Quarter low, Quarter high) {
     return __builtin_shufflevector(low, high, 0, 1, 2, 3, 4, 5, 6, 7);
 }
 

@@ -299,6 +299,7 @@ TEST_P(LaneWidths, GiveTheSameResultBitForBit) {
         ASSERT_EQ(Awb::Estimate(&estimator, frame, &results[wide]), 0);
     }
     EXPECT_GT(results[0].validRegionCount, 0u);
+    // NOLINTNEXTLINE(bugprone-suspicious-memory-comparison): the bits are the point
     EXPECT_EQ(std::memcmp(&results[0], &results[1], sizeof results[0]), 0)
         << "cct " << results[0].cct << " vs " << results[1].cct << ", r gain " << results[0].rGain
         << " vs " << results[1].rGain;
