@@ -3,18 +3,6 @@
 namespace Vireo {
 namespace Awb {
 
-bool UseWideLanes() {
-#if VIREO_WIDE_LANES
-    static const bool wide = [] {
-        __builtin_cpu_init();
-        return __builtin_cpu_supports("avx2") != 0;
-    }();
-    return wide;
-#else
-    return false;
-#endif
-}
-
 const FastMathConstants kFastMath = {
     {Broadcasted(0.113242185f), Broadcasted(-0.18732522f), Broadcasted(0.206900397f),
      Broadcasted(-0.249028028f), Broadcasted(0.332982997f), Broadcasted(-0.500014284f),
