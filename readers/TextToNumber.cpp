@@ -25,6 +25,19 @@ bool IsDigit(char c) { return DigitValue(c) < 10; }
 
 double LibraryStrtod(const char* text) { return std::strtod(text, nullptr); }
 
+// Leading white space and an optional sign, as strtod and strtol take them:
+// moves p past both and tells whether the sign was '-'.
+bool SkipSpaceAndSign(const char** p) {
+    while (IsSpace(**p)) {
+        ++*p;
+    }
+    const bool negative = **p == '-';
+    if (**p == '-' || **p == '+') {
+        ++*p;
+    }
+    return negative;
+}
+
 }  // namespace
 
 double TextToDouble(const char* text) {
@@ -33,13 +46,7 @@ double TextToDouble(const char* text) {
         return LibraryStrtod(text);
     }
     const char* p = text;
-    while (IsSpace(*p)) {
-        ++p;
-    }
-    const bool negative = *p == '-';
-    if (*p == '-' || *p == '+') {
-        ++p;
-    }
+    const bool negative = SkipSpaceAndSign(&p);
     const char first = *p;
     if (first == '0' && (p[1] == 'x' || p[1] == 'X')) {
         return LibraryStrtod(text);  // hexadecimal
@@ -115,13 +122,7 @@ double TextToDouble(const char* text) {
 
 int64_t TextToInt64(const char* text) {
     const char* p = text;
-    while (IsSpace(*p)) {
-        ++p;
-    }
-    const bool negative = *p == '-';
-    if (*p == '-' || *p == '+') {
-        ++p;
-    }
+    const bool negative = SkipSpaceAndSign(&p);
     uint64_t magnitude = 0;
     // Eighteen digits always fit; only longer numbers need the overflow test.
     for (int taken = 0; taken < 18 && IsDigit(*p); ++taken, ++p) {
