@@ -297,6 +297,24 @@ void BayesSearch(Estimator* e, float outdoor, uint32_t valid, float rFactor, flo
     SetWhiteNearCurve(*e, peak * e->binWidth, offset, rFactor, bFactor, result);
 }
 
+// Mode learned: the posterior's mean is the white point; the CCT is that of
+// its nearest curve point.
+void LearnedSearch(Estimator* e, const VireoAwbFrame& frame, float lnRFactor, float lnBFactor,
+                   float rFactor, float bFactor, VireoAwbResult* result) {
+    LearnedState& s = e->learned;
+    LearnedHistograms(s.model, frame, e->meanR.data(), e->meanG.data(), e->meanB.data(),
+                      e->selected.data(), lnRFactor, lnBFactor, s.histMeans.data(),
+                      s.histContrast.data(), &e->learnedWork);
+    const LearnedWhite white =
+        LearnedPosterior(&s, s.histMeans.data(), s.histContrast.data(), nullptr);
+    result->flags |= VIREO_AWB_FLAG_LEARNED_MODE;
+    result->posteriorPeak = white.confidence;
+    // The posterior lives in ln(G/R), ln(G/B); the curve in ln(R/G), ln(B/G).
+    const CurvePosition position = Project(e->curve, -white.u, -white.v);
+    result->transverseOffset = position.distance;
+    SetWhite(-white.u, -white.v, PointAt(e->curve, position.s).mired, rFactor, bFactor, result);
+}
+
 }  // namespace
 
 void InitEstimator(const Tuning::TuningParams& params, Estimator* e) {
@@ -339,6 +357,7 @@ void InitEstimator(const Tuning::TuningParams& params, Estimator* e) {
     e->filterScratch.assign(e->lanes.size(), 0.0f);
     e->filterScratch2.assign(e->lanes.size(), 0.0f);
     e->posterior.assign(kSearchBins, 0.0f);
+    if (params.learned.bins != 0) InitLearned(params.learned, &e->learned);
 }
 
 int Estimate(Estimator* e, const VireoAwbFrame& frame, VireoAwbResult* result) {
@@ -370,6 +389,10 @@ int Estimate(Estimator* e, const VireoAwbFrame& frame, VireoAwbResult* result) {
         result->flags |= VIREO_AWB_FLAG_DEFAULT_ILLUMINANT;
         SetWhiteNearCurve(*e, PositionOfCt(e->curve, p.defaultCt), 0.0f, rFactor, bFactor, result);
         return usable ? 0 : -1;
+    }
+    if (p.mode == Tuning::AwbMode::Learned) {
+        LearnedSearch(e, frame, lnRFactor, lnBFactor, rFactor, bFactor, result);
+        return 0;
     }
     float greyU;
     float greyV;

@@ -1,6 +1,7 @@
 // The reference AWB decision for one sample: region selection, grey zone,
-// Bayesian search of the colour temperature along the white locus, and the
-// plain grey-world mode it is compared with.
+// Bayesian search of the colour temperature along the white locus, the
+// learned posterior (LearnedEstimator.h) and the plain grey-world mode they
+// are compared with.
 #ifndef VIREO_REFERENCE_AWB_ESTIMATOR_H
 #define VIREO_REFERENCE_AWB_ESTIMATOR_H
 
@@ -9,6 +10,7 @@
 
 #include "CtCurve.h"
 #include "FastMath.h"
+#include "LearnedEstimator.h"
 #include "TuningParams.h"
 #include "vireo/ReferenceAwbApi.h"
 
@@ -75,6 +77,9 @@ struct Estimator {
     std::vector<float> filterScratch2;
     std::vector<VoteLanes> lanes;
     std::vector<float> posterior;
+    // Mode learned (or a model carried in another mode).
+    LearnedState learned;
+    std::vector<float> learnedWork;
 };
 
 // params must have passed Tuning::Validate.

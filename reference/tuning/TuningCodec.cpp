@@ -76,6 +76,26 @@ void EncodePayload(const TuningParams& p, std::vector<uint8_t>* out) {
             w.F32(point.weight);
         }
     }
+    const LearnedModel& m = p.learned;
+    if (m.bins == 0) return;
+    w.U32(m.bins);
+    for (float value : {m.binWidth, m.uStart, m.vStart}) w.F32(value);
+    for (const std::vector<float>* map : {&m.filterMeans, &m.filterContrast, &m.bias}) {
+        for (float value : *map) w.F32(value);
+    }
+}
+
+bool DecodeLearned(ByteReader* r, LearnedModel* m) {
+    if (!r->U32(&m->bins) || m->bins == 0 || m->bins > kMaxLearnedBins) return false;
+    if (!r->F32(&m->binWidth) || !r->F32(&m->uStart) || !r->F32(&m->vStart)) return false;
+    const size_t cells = static_cast<size_t>(m->bins) * m->bins;
+    for (std::vector<float>* map : {&m->filterMeans, &m->filterContrast, &m->bias}) {
+        map->resize(cells);
+        for (float& value : *map) {
+            if (!r->F32(&value)) return false;
+        }
+    }
+    return true;
 }
 
 bool DecodePrior(ByteReader* r, std::vector<PriorPoint>* prior) {
@@ -88,7 +108,7 @@ bool DecodePrior(ByteReader* r, std::vector<PriorPoint>* prior) {
     return true;
 }
 
-bool DecodePayload(const uint8_t* data, size_t size, TuningParams* p) {
+bool DecodePayload(const uint8_t* data, size_t size, uint32_t version, TuningParams* p) {
     ByteReader r(data, size);
     uint32_t mode;
     if (!r.U32(&mode)) return false;
@@ -104,7 +124,9 @@ bool DecodePayload(const uint8_t* data, size_t size, TuningParams* p) {
     for (CurvePoint& point : p->ctCurve) {
         if (!r.F32(&point.ct) || !r.F32(&point.rOverG) || !r.F32(&point.bOverG)) return false;
     }
-    return DecodePrior(&r, &p->priorOutdoor) && DecodePrior(&r, &p->priorIndoor) && r.AtEnd();
+    if (!DecodePrior(&r, &p->priorOutdoor) || !DecodePrior(&r, &p->priorIndoor)) return false;
+    if (version >= 2 && !DecodeLearned(&r, &p->learned)) return false;
+    return r.AtEnd();
 }
 
 uint32_t ReadU32(const uint8_t* data) {
@@ -130,7 +152,7 @@ std::vector<uint8_t> Encode(const TuningParams& params) {
     EncodePayload(params, &payload);
     std::vector<uint8_t> file(kMagic, kMagic + 4);
     ByteWriter header(&file);
-    header.U32(kFormatVersion);
+    header.U32(params.learned.bins != 0 ? 2u : 1u);
     header.U32(static_cast<uint32_t>(payload.size()));
     header.U32(Crc32(payload.data(), payload.size()));
     file.insert(file.end(), payload.begin(), payload.end());
@@ -150,9 +172,9 @@ bool Decode(const uint8_t* data, size_t size, TuningParams* params, std::string*
         return false;
     }
     const uint32_t version = ReadU32(data + 4);
-    if (version != kFormatVersion) {
-        std::snprintf(line, sizeof line, "format version %u, this build reads version %u", version,
-                      kFormatVersion);
+    if (version < kFirstFormatVersion || version > kFormatVersion) {
+        std::snprintf(line, sizeof line, "format version %u, this build reads versions %u to %u",
+                      version, kFirstFormatVersion, kFormatVersion);
         *error = line;
         return false;
     }
@@ -173,7 +195,7 @@ bool Decode(const uint8_t* data, size_t size, TuningParams* params, std::string*
         return false;
     }
     TuningParams decoded;
-    if (!DecodePayload(data + kHeaderSize, payloadSize, &decoded)) {
+    if (!DecodePayload(data + kHeaderSize, payloadSize, version, &decoded)) {
         *error = "malformed payload: its lists do not match its size";
         return false;
     }
@@ -200,7 +222,7 @@ bool LoadFile(const char* path, std::vector<uint8_t>* bytes, TuningParams* param
     bytes->clear();
     uint8_t chunk[4096];
     size_t got;
-    // Tuning files are a few hundred bytes; a cap keeps a wrong path (a
+    // Tuning files are a few hundred bytes, 50 KB with a learned model; a cap keeps a wrong path (a
     // device, a huge file) from eating memory.
     constexpr size_t kMaxFileSize = 1 << 20;
     while ((got = std::fread(chunk, 1, sizeof chunk, file)) > 0 && bytes->size() <= kMaxFileSize) {

@@ -37,7 +37,37 @@ std::string ValidatePrior(const char* key, const std::vector<PriorPoint>& prior)
     return {};
 }
 
+std::string ValidateLearned(const LearnedModel& m) {
+    if (m.bins == 0) {
+        const bool empty = m.filterMeans.empty() && m.filterContrast.empty() && m.bias.empty();
+        return empty ? std::string() : "learned maps given without learned bins";
+    }
+    if (m.bins < kMinLearnedBins || m.bins > kMaxLearnedBins || (m.bins & (m.bins - 1)) != 0) {
+        return "learned bins must be 8, 16, 32 or 64";
+    }
+    if (!InRange(m.binWidth, 1e-4f, 1.0f)) {
+        return OutOfRange("learned bin_width", m.binWidth, "[0.0001, 1]");
+    }
+    if (!InRange(m.uStart, -16.0f, 16.0f) || !InRange(m.vStart, -16.0f, 16.0f)) {
+        return "learned u_start and v_start must lie in [-16, 16]";
+    }
+    const size_t cells = static_cast<size_t>(m.bins) * m.bins;
+    for (const std::vector<float>* map : {&m.filterMeans, &m.filterContrast, &m.bias}) {
+        if (map->size() != cells) return "learned maps must hold bins x bins values each";
+        for (float value : *map) {
+            if (!InRange(value, -1e6f, 1e6f)) return "learned map values must be finite";
+        }
+    }
+    return {};
+}
+
 }  // namespace
+
+bool operator==(const LearnedModel& a, const LearnedModel& b) {
+    return a.bins == b.bins && a.binWidth == b.binWidth && a.uStart == b.uStart &&
+           a.vStart == b.vStart && a.filterMeans == b.filterMeans &&
+           a.filterContrast == b.filterContrast && a.bias == b.bias;
+}
 
 bool operator==(const TuningParams& a, const TuningParams& b) {
     auto samePrior = [](const std::vector<PriorPoint>& x, const std::vector<PriorPoint>& y) {
@@ -58,12 +88,16 @@ bool operator==(const TuningParams& a, const TuningParams& b) {
            a.likelihoodSigma == b.likelihoodSigma && a.likelihoodStrength == b.likelihoodStrength &&
            a.likelihoodFloor == b.likelihoodFloor && a.transverseLimit == b.transverseLimit &&
            a.luxIndexOutdoor == b.luxIndexOutdoor && a.luxIndexIndoor == b.luxIndexIndoor &&
-           samePrior(a.priorOutdoor, b.priorOutdoor) && samePrior(a.priorIndoor, b.priorIndoor);
+           samePrior(a.priorOutdoor, b.priorOutdoor) && samePrior(a.priorIndoor, b.priorIndoor) &&
+           a.learned == b.learned;
 }
 
 std::string Validate(const TuningParams& p) {
-    if (p.mode != AwbMode::Bayes && p.mode != AwbMode::GreyWorld) {
-        return "mode must be bayes or grey_world";
+    if (p.mode != AwbMode::Bayes && p.mode != AwbMode::GreyWorld && p.mode != AwbMode::Learned) {
+        return "mode must be bayes, grey_world or learned";
+    }
+    if (p.mode == AwbMode::Learned && p.learned.bins == 0) {
+        return "mode learned needs a learned model (vireo-tune learn makes one)";
     }
     if (p.ctCurve.size() < 2 || p.ctCurve.size() > kMaxCurvePoints) {
         return "ct_curve needs 2 to 32 points";
@@ -110,6 +144,7 @@ std::string Validate(const TuningParams& p) {
     }
     std::string prior = ValidatePrior("prior_outdoor", p.priorOutdoor);
     if (prior.empty()) prior = ValidatePrior("prior_indoor", p.priorIndoor);
+    if (prior.empty()) prior = ValidateLearned(p.learned);
     return prior;
 }
 

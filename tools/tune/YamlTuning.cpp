@@ -72,6 +72,64 @@ bool ReadPrior(const YAML::Node& node, const char* key, std::vector<PriorPoint>*
     return true;
 }
 
+// The learned model: its grid and three maps of bins rows of bins numbers.
+bool ReadLearned(const YAML::Node& node, LearnedModel* m, std::string* error) {
+    if (!node.IsMap()) {
+        *error = "learned (" + Where(node) + ") must be a mapping";
+        return false;
+    }
+    LearnedModel read;
+    float bins = 0.0f;
+    for (const auto& entry : node) {
+        const std::string key = entry.first.IsScalar() ? entry.first.Scalar() : "";
+        const YAML::Node& value = entry.second;
+        std::vector<float>* map = key == "filter_means"      ? &read.filterMeans
+                                  : key == "filter_contrast" ? &read.filterContrast
+                                  : key == "bias"            ? &read.bias
+                                                             : nullptr;
+        bool ok = true;
+        if (map != nullptr) {
+            std::vector<std::vector<float>> rows;
+            const size_t width = value.IsSequence() && value.size() > 0 && value[0].IsSequence()
+                                     ? value[0].size()
+                                     : 0;
+            ok = ReadRows(value, ("learned " + key).c_str(), width, &rows, error);
+            map->clear();
+            for (const auto& row : rows) map->insert(map->end(), row.begin(), row.end());
+        } else if (key == "bins") {
+            ok = ReadFloat(value, "learned bins", &bins, error);
+        } else if (key == "bin_width") {
+            ok = ReadFloat(value, "learned bin_width", &read.binWidth, error);
+        } else if (key == "u_start") {
+            ok = ReadFloat(value, "learned u_start", &read.uStart, error);
+        } else if (key == "v_start") {
+            ok = ReadFloat(value, "learned v_start", &read.vStart, error);
+        } else {
+            *error = "unknown key 'learned " + key + "' (" + Where(entry.first) + ")";
+            return false;
+        }
+        if (!ok) return false;
+    }
+    if (!(bins >= 1.0f && bins <= 1024.0f) || bins != static_cast<float>(static_cast<int>(bins))) {
+        *error = "learned bins (" + Where(node) + ") must be a whole number";
+        return false;
+    }
+    read.bins = static_cast<uint32_t>(bins);
+    *m = std::move(read);
+    return true;
+}
+
+void WriteMap(const char* key, const std::vector<float>& map, uint32_t bins, std::string* out) {
+    *out += std::string("  ") + key + ":\n";
+    for (uint32_t i = 0; i < bins; ++i) {
+        *out += "    - [";
+        for (uint32_t j = 0; j < bins; ++j) {
+            *out += (j != 0 ? ", " : "") + FloatText(map[i * bins + j]);
+        }
+        *out += "]\n";
+    }
+}
+
 void WritePrior(const char* key, const std::vector<PriorPoint>& prior, std::string* out) {
     *out += std::string(key) + ":\n";
     for (const PriorPoint& point : prior) {
@@ -103,11 +161,13 @@ bool ParseYaml(const std::string& text, TuningParams* params, std::string* error
         {"mode",
          [&](const YAML::Node& n) {
              const std::string mode = n.IsScalar() ? n.Scalar() : "";
-             if (mode == "bayes" || mode == "grey_world") {
-                 p.mode = mode == "bayes" ? AwbMode::Bayes : AwbMode::GreyWorld;
+             if (mode == "bayes" || mode == "grey_world" || mode == "learned") {
+                 p.mode = mode == "bayes"        ? AwbMode::Bayes
+                          : mode == "grey_world" ? AwbMode::GreyWorld
+                                                 : AwbMode::Learned;
                  return true;
              }
-             *error = "mode (" + Where(n) + ") must be bayes or grey_world";
+             *error = "mode (" + Where(n) + ") must be bayes, grey_world or learned";
              return false;
          }},
         {"ct_curve",
@@ -135,6 +195,7 @@ bool ParseYaml(const std::string& text, TuningParams* params, std::string* error
          }},
         {"prior_indoor",
          [&](const YAML::Node& n) { return ReadPrior(n, "prior_indoor", &p.priorIndoor, error); }},
+        {"learned", [&](const YAML::Node& n) { return ReadLearned(n, &p.learned, error); }},
     };
     for (const auto& entry : root) {
         const std::string key = entry.first.IsScalar() ? entry.first.Scalar() : "";
@@ -160,7 +221,11 @@ bool ParseYaml(const std::string& text, TuningParams* params, std::string* error
 
 std::string ToYaml(const TuningParams& p) {
     std::string out = "# Reference AWB tuning; keys and units: docs/tuning.md\n";
-    out += std::string("mode: ") + (p.mode == AwbMode::Bayes ? "bayes" : "grey_world") + "\n";
+    out += std::string("mode: ") +
+           (p.mode == AwbMode::Bayes       ? "bayes"
+            : p.mode == AwbMode::GreyWorld ? "grey_world"
+                                           : "learned") +
+           "\n";
     out += "ct_curve:  # [CT K, R/G, B/G]\n";
     for (const CurvePoint& point : p.ctCurve) {
         out += "  - [" + FloatText(point.ct) + ", " + FloatText(point.rOverG) + ", " +
@@ -177,6 +242,17 @@ std::string ToYaml(const TuningParams& p) {
         out += std::string(key) + ": " + FloatText(value) + "\n";
     WritePrior("prior_outdoor", p.priorOutdoor, &out);
     WritePrior("prior_indoor", p.priorIndoor, &out);
+    const LearnedModel& m = p.learned;
+    if (m.bins != 0) {
+        out += "learned:  # rows: ln(G/R) bins, columns: ln(G/B) bins\n";
+        out += "  bins: " + std::to_string(m.bins) + "\n";
+        out += "  bin_width: " + FloatText(m.binWidth) + "\n";
+        out += "  u_start: " + FloatText(m.uStart) + "\n";
+        out += "  v_start: " + FloatText(m.vStart) + "\n";
+        WriteMap("filter_means", m.filterMeans, m.bins, &out);
+        WriteMap("filter_contrast", m.filterContrast, m.bins, &out);
+        WriteMap("bias", m.bias, m.bins, &out);
+    }
     return out;
 }
 

@@ -50,6 +50,7 @@ typedef struct VireoAwbFrame {
 #define VIREO_AWB_FLAG_NO_GREY_REGION 0x2u      /* grey-world fallback */
 #define VIREO_AWB_FLAG_GREY_WORLD_MODE 0x4u     /* tuning selects grey world */
 #define VIREO_AWB_FLAG_CALIBRATION_IGNORED 0x8u /* a module factor was out of range */
+#define VIREO_AWB_FLAG_LEARNED_MODE 0x10u       /* tuning selects the learned posterior */
 
 typedef struct VireoAwbResult {
     float rGain; /* gains for this module's raw data; gGain is 1 */
@@ -63,7 +64,8 @@ typedef struct VireoAwbResult {
     float whiteBg;
     float outdoorWeight;    /* 0 indoor prior only .. 1 outdoor prior only */
     float transverseOffset; /* log-chromaticity shift off the curve */
-    float posteriorPeak;    /* log posterior at the chosen CT */
+    float posteriorPeak;    /* log posterior at the chosen CT; mode learned: the
+                               posterior's confidence in (0, 1] */
 } VireoAwbResult;
 
 typedef struct VireoAwbApiV1 {

@@ -1,0 +1,67 @@
+// The learned white balance (mode learned), of the "fast Fourier colour
+// constancy" kind: two histograms of the sample in the log-chromaticity
+// plane u = ln(G/R), v = ln(G/B) - one of the region means, one of their
+// local contrast over the region grid - are each convolved with a learned
+// filter, a learned bias map is added, and the softmax of the sum is a
+// posterior over the white point. Its mean is the estimate; its spread says
+// how sure the estimate is. vireo-tune learn fits the filters and the bias
+// with the same histograms (LearnedHistograms), so what is learned and
+// what runs here cannot drift apart.
+#ifndef VIREO_REFERENCE_LEARNED_ESTIMATOR_H
+#define VIREO_REFERENCE_LEARNED_ESTIMATOR_H
+
+#include <vector>
+
+#include "SmallFft.h"
+#include "TuningParams.h"
+#include "vireo/ReferenceAwbApi.h"
+
+namespace Vireo {
+namespace Awb {
+
+// Fills the two histograms (model.bins^2 floats each, row-major in u) of a
+// sample from its region means and selection as SelectRegions gives them.
+// A region counts with its pixel count; each histogram sums to 1 (or is all
+// zero when nothing fell into it). A chromaticity is shared between the four
+// nearest bin centres; one outside the grid is left out. The local contrast
+// of a region is, per channel, the absolute difference between its mean and
+// the mean of the selected regions in its 3 x 3 neighbourhood. work is
+// scratch, resized as needed.
+void LearnedHistograms(const Tuning::LearnedModel& model, const VireoAwbFrame& frame,
+                       const float* r, const float* g, const float* b, const float* selected,
+                       float lnRFactor, float lnBFactor, float* means, float* contrast,
+                       std::vector<float>* work);
+
+// What the posterior tells.
+struct LearnedWhite {
+    float u = 0.0f;  // posterior mean, golden module, ln(G/R)
+    float v = 0.0f;  // ln(G/B)
+    // binWidth^2 / (binWidth^2 + posterior variance per axis): near 1 when
+    // the posterior is one bin wide, 0.5 at a spread of one bin.
+    float confidence = 0.0f;
+};
+
+struct LearnedState {
+    Tuning::LearnedModel model;
+    SmallFft fft;
+    // Spectra of the two filters and of the bias, 1/n^2 folded in so the
+    // inverse transform needs no scaling (the FFT's transposed layout).
+    std::vector<float> meansRe, meansIm, contrastRe, contrastIm, biasRe, biasIm;
+    // Scratch reused from sample to sample.
+    std::vector<float> re, im;                   // n^2
+    std::vector<float> histMeans, histContrast;  // n^2
+    std::vector<float> work;                     // per region, for the contrast
+};
+
+// model must have passed Tuning::Validate with bins > 0.
+void InitLearned(const Tuning::LearnedModel& model, LearnedState* state);
+
+// The posterior of two histograms (from LearnedHistograms); writes the
+// unnormalised log posterior (n^2 floats) into logPosterior when not null.
+LearnedWhite LearnedPosterior(LearnedState* state, const float* means, const float* contrast,
+                              float* logPosterior);
+
+}  // namespace Awb
+}  // namespace Vireo
+
+#endif  // VIREO_REFERENCE_LEARNED_ESTIMATOR_H
