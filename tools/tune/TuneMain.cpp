@@ -12,6 +12,10 @@
 #ifdef VIREO_HAVE_CALIBRATE
 #include "Calibrate.h"
 #endif
+#ifdef VIREO_HAVE_LEARN
+#include "Learn.h"
+int RunCrossVal(int argc, char** argv);
+#endif
 
 namespace {
 
@@ -19,7 +23,9 @@ int Usage() {
     std::fputs(
         "usage: vireo-tune compile IN.yaml OUT.bin   YAML tuning -> binary tuning file\n"
         "       vireo-tune dump IN.bin               binary tuning file -> YAML on stdout\n"
-        "       vireo-tune calibrate ...             tuning from chart samples\n",
+        "       vireo-tune calibrate ...             tuning from chart samples\n"
+        "       vireo-tune learn ...                 learned tuning from labelled samples\n"
+        "       vireo-tune crossval ...              cross-validation of the learned tuning\n",
         stderr);
     return 2;
 }
@@ -77,6 +83,13 @@ int main(int argc, char** argv) {
         return RunCalibrate(argc, argv);
 #else
         return Fail("calibrate is not built into this vireo-tune");
+#endif
+    }
+    if (command == "learn" || command == "crossval") {
+#ifdef VIREO_HAVE_LEARN
+        return command == "learn" ? RunLearn(argc, argv) : RunCrossVal(argc, argv);
+#else
+        return Fail(command + " is not built into this vireo-tune (needs FFTW3 and liblbfgs)");
 #endif
     }
     return Usage();

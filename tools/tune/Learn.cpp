@@ -1,0 +1,543 @@
+#include "Learn.h"
+
+#include <fftw3.h>
+#include <lbfgs.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+
+#include "CameraProfile.h"
+#include "GroundTruth.h"
+#include "LearnedEstimator.h"
+#include "RegionSelection.h"
+#include "YamlTuning.h"
+
+namespace Vireo::Tune {
+
+namespace {
+
+constexpr const char* kUsage =
+    "usage: vireo-tune learn --data DIR [--truth CSV] [--profile FILE.dcp] --out FILE.yaml\n"
+    "  --data DIR        data folder: sample files in scene folders\n"
+    "  --truth CSV       their true whites (default DIR/ground_truth.csv)\n"
+    "  --profile FILE    DCP camera profile: the CT of curve points when the truth has no CCT\n"
+    "  --out FILE        YAML tuning to write (mode learned)\n";
+
+// The white locus: at most this many points between the end points, each
+// the mean of an equal share of the whites ordered by CT.
+constexpr int kCurveGroups = 8;
+// The curve reaches these CTs (straight on against mired beyond the data).
+constexpr double kLowEndKelvin = 2000.0, kHighEndKelvin = 12000.0;
+// Without CCTs in the truth and without a profile: the whites' spread
+// along their main axis (5th to 95th percentile) is taken to span these
+// CTs, the redder end the lower.
+constexpr double kFallbackLowKelvin = 2700.0, kFallbackHighKelvin = 7000.0;
+
+using Complex = fftw_complex;
+
+// ---- the white locus ------------------------------------------------------
+
+struct White {
+    double lnRG, lnBG;  // golden module
+    double mired;
+};
+
+// CCT of a chromaticity (McCamy's formula).
+double CctOfXy(double x, double y) {
+    const double n = (x - 0.3320) / (0.1858 - y);
+    return 449.0 * n * n * n + 3525.0 * n * n + 6823.3 * n + 5520.33;
+}
+
+bool Invert(const Datagen::Matrix3& m, Datagen::Matrix3& out) {
+    const double det = m[0] * (m[4] * m[8] - m[5] * m[7]) - m[1] * (m[3] * m[8] - m[5] * m[6]) +
+                       m[2] * (m[3] * m[7] - m[4] * m[6]);
+    if (!(std::fabs(det) > 1e-12)) return false;
+    out = {(m[4] * m[8] - m[5] * m[7]) / det, (m[2] * m[7] - m[1] * m[8]) / det,
+           (m[1] * m[5] - m[2] * m[4]) / det, (m[5] * m[6] - m[3] * m[8]) / det,
+           (m[0] * m[8] - m[2] * m[6]) / det, (m[2] * m[3] - m[0] * m[5]) / det,
+           (m[3] * m[7] - m[4] * m[6]) / det, (m[1] * m[6] - m[0] * m[7]) / det,
+           (m[0] * m[4] - m[1] * m[3]) / det};
+    return true;
+}
+
+// The CCT of a camera-native white through the profile's colour matrices:
+// the matrix depends on the CCT, so a few rounds of fixed-point iteration.
+double CctFromProfile(const Datagen::CameraProfile& profile, double rg, double bg) {
+    double kelvin = 5000.0;
+    for (int round = 0; round < 12; ++round) {
+        Datagen::Matrix3 inverse;
+        if (!Invert(Datagen::ColorMatrixAt(profile, kelvin), inverse)) return 0.0;
+        const double X = inverse[0] * rg + inverse[1] + inverse[2] * bg;
+        const double Y = inverse[3] * rg + inverse[4] + inverse[5] * bg;
+        const double Z = inverse[6] * rg + inverse[7] + inverse[8] * bg;
+        const double sum = X + Y + Z;
+        if (!(sum > 0.0)) return 0.0;
+        kelvin = std::clamp(CctOfXy(X / sum, Y / sum), 1500.0, 20000.0);
+    }
+    return kelvin;
+}
+
+Tuning::CurvePoint PointOf(double lnRG, double lnBG, double mired) {
+    return {static_cast<float>(1e6 / mired), static_cast<float>(std::exp(lnRG)),
+            static_cast<float>(std::exp(lnBG))};
+}
+
+// Equal-count groups of the whites ordered by mired, their means as curve
+// points, the ends extended to the curve's CT range.
+std::vector<Tuning::CurvePoint> FitCurve(std::vector<White> whites) {
+    std::sort(whites.begin(), whites.end(),
+              [](const White& a, const White& b) { return a.mired > b.mired; });  // CT ascending
+    const int groups = std::clamp(static_cast<int>(whites.size()) / 4, 2, kCurveGroups);
+    std::vector<White> means;
+    for (int k = 0; k < groups; ++k) {
+        const size_t from = whites.size() * k / groups, to = whites.size() * (k + 1) / groups;
+        White m{0, 0, 0};
+        for (size_t i = from; i < to; ++i) {
+            m.lnRG += whites[i].lnRG, m.lnBG += whites[i].lnBG, m.mired += whites[i].mired;
+        }
+        const double count = static_cast<double>(to - from);
+        m.lnRG /= count, m.lnBG /= count, m.mired /= count;
+        // Groups of nearly the same CT would make a kink: keep the first.
+        if (means.empty() || means.back().mired - m.mired >= 5.0) means.push_back(m);
+    }
+    if (means.size() < 2) {  // all whites at one CT: a short straight piece
+        const White m = means.front();
+        means = {{m.lnRG + 0.05, m.lnBG - 0.05, m.mired + 10.0},
+                 {m.lnRG - 0.05, m.lnBG + 0.05, m.mired - 10.0}};
+    }
+    std::vector<Tuning::CurvePoint> curve;
+    auto extend = [](const White& end, const White& inner, double kelvin) {
+        const double t = (1e6 / kelvin - end.mired) / (end.mired - inner.mired);
+        return PointOf(end.lnRG + t * (end.lnRG - inner.lnRG),
+                       end.lnBG + t * (end.lnBG - inner.lnBG), 1e6 / kelvin);
+    };
+    if (1e6 / means.front().mired > kLowEndKelvin + 1.0)
+        curve.push_back(extend(means[0], means[1], kLowEndKelvin));
+    for (const White& m : means) curve.push_back(PointOf(m.lnRG, m.lnBG, m.mired));
+    const size_t last = means.size() - 1;
+    if (1e6 / means.back().mired < kHighEndKelvin - 1.0)
+        curve.push_back(extend(means[last], means[last - 1], kHighEndKelvin));
+    for (Tuning::CurvePoint& p : curve) {
+        p.rOverG = std::clamp(p.rOverG, 1e-3f, 16.0f);
+        p.bOverG = std::clamp(p.bOverG, 1e-3f, 16.0f);
+    }
+    return curve;
+}
+
+bool LearnCurve(const std::vector<LabelledSample>& samples, const std::string& profilePath,
+                std::vector<Tuning::CurvePoint>& curve, std::string& source, std::string& error) {
+    std::vector<White> all, known;
+    for (const LabelledSample& s : samples) {
+        const White w{std::log(s.whiteRG) - s.lnRFactor, std::log(s.whiteBG) - s.lnBFactor,
+                      s.cct > 0.0 ? 1e6 / s.cct : 0.0};
+        all.push_back(w);
+        if (w.mired > 0.0) known.push_back(w);
+    }
+    double lowest = 1e9, highest = 0.0;
+    for (const White& w : known)
+        lowest = std::min(lowest, w.mired), highest = std::max(highest, w.mired);
+    if (known.size() >= 2 && highest - lowest >= 20.0) {
+        curve = FitCurve(known);
+        source = "the ground truth's CCT (" + std::to_string(known.size()) + " of " +
+                 std::to_string(all.size()) + " whites)";
+        return true;
+    }
+    if (!profilePath.empty()) {
+        Datagen::CameraProfile profile;
+        if (!Datagen::ReadDcpProfile(profilePath, profile, error)) return false;
+        for (White& w : all) {
+            const double kelvin = CctFromProfile(profile, std::exp(w.lnRG), std::exp(w.lnBG));
+            if (!(kelvin > 0.0)) {
+                error = profilePath + ": its colour matrices cannot be inverted";
+                return false;
+            }
+            w.mired = 1e6 / kelvin;
+        }
+        curve = FitCurve(all);
+        source = "the colour matrices of " + profilePath;
+        return true;
+    }
+    // The fallback: order along the whites' main axis.
+    double mu = 0.0, mv = 0.0;
+    for (const White& w : all) mu += w.lnRG, mv += w.lnBG;
+    mu /= static_cast<double>(all.size()), mv /= static_cast<double>(all.size());
+    double suu = 0.0, svv = 0.0, suv = 0.0;
+    for (const White& w : all) {
+        suu += (w.lnRG - mu) * (w.lnRG - mu), svv += (w.lnBG - mv) * (w.lnBG - mv);
+        suv += (w.lnRG - mu) * (w.lnBG - mv);
+    }
+    const double angle = 0.5 * std::atan2(2.0 * suv, suu - svv);
+    double du = std::cos(angle), dv = std::sin(angle);
+    if (du > 0.0) du = -du, dv = -dv;  // along the axis: R/G falls, CT rises
+    std::vector<double> along;
+    for (const White& w : all) along.push_back((w.lnRG - mu) * du + (w.lnBG - mv) * dv);
+    std::vector<double> sorted = along;
+    std::sort(sorted.begin(), sorted.end());
+    const double low = sorted[sorted.size() / 20], high = sorted[sorted.size() * 19 / 20];
+    const double span = high > low ? high - low : 1.0;
+    for (size_t i = 0; i < all.size(); ++i) {
+        const double t = std::clamp((along[i] - low) / span, -0.5, 1.5);
+        const double mired =
+            1e6 / kFallbackLowKelvin + t * (1e6 / kFallbackHighKelvin - 1e6 / kFallbackLowKelvin);
+        all[i].mired = std::clamp(mired, 1e6 / 15000.0, 1e6 / 1200.0);
+    }
+    curve = FitCurve(all);
+    source =
+        "no CCT and no profile: the whites' main axis, its 5th to 95th percentile taken as "
+        "2700 to 7000 K";
+    return true;
+}
+
+// ---- the learned maps ------------------------------------------------------
+
+struct Problem {
+    const LearnSettings* settings;
+    int n = 0;
+    int half = 0;                           // n / 2 + 1 columns of a real transform
+    std::vector<Complex*> means, contrast;  // per sample, spectra of the histograms
+    std::vector<double> truthU, truthV;     // in bins
+    fftw_plan forward = nullptr, inverse = nullptr;
+    double* real = nullptr;
+    Complex* spectrum = nullptr;
+    Complex* filterMeans = nullptr;
+    Complex* filterContrast = nullptr;
+    Complex* gradMeans = nullptr;
+    Complex* gradContrast = nullptr;
+    std::vector<double> z, grad;
+    bool fullLoss = false;
+};
+
+double Smoothness(const double* map, int n, double weight, double* gradient) {
+    double sum = 0.0;
+    for (int i = 0; i < n; ++i) {
+        for (int j = 0; j < n; ++j) {
+            const double here = map[i * n + j];
+            const double du = here - map[((i + 1) % n) * n + j];
+            const double dv = here - map[i * n + (j + 1) % n];
+            sum += du * du + dv * dv;
+            gradient[i * n + j] += 2.0 * weight * (du + dv);
+            gradient[((i + 1) % n) * n + j] -= 2.0 * weight * du;
+            gradient[i * n + (j + 1) % n] -= 2.0 * weight * dv;
+        }
+    }
+    return weight * sum;
+}
+
+double Size(const double* map, int cells, double weight, double* gradient) {
+    double sum = 0.0;
+    for (int k = 0; k < cells; ++k) {
+        sum += map[k] * map[k];
+        gradient[k] += 2.0 * weight * map[k];
+    }
+    return weight * sum;
+}
+
+lbfgsfloatval_t Evaluate(void* instance, const lbfgsfloatval_t* x, lbfgsfloatval_t* g, const int,
+                         const lbfgsfloatval_t) {
+    Problem& p = *static_cast<Problem*>(instance);
+    const LearnSettings& s = *p.settings;
+    const int n = p.n, cells = n * n, halfCells = n * p.half;
+    const double* fMeans = x;
+    const double* fContrast = x + cells;
+    const double* bias = x + 2 * cells;
+    std::fill(g, g + 3 * cells, 0.0);
+    std::copy(fMeans, fMeans + cells, p.real);
+    fftw_execute_dft_r2c(p.forward, p.real, p.filterMeans);
+    std::copy(fContrast, fContrast + cells, p.real);
+    fftw_execute_dft_r2c(p.forward, p.real, p.filterContrast);
+    std::memset(p.gradMeans, 0, sizeof(Complex) * halfCells);
+    std::memset(p.gradContrast, 0, sizeof(Complex) * halfCells);
+    const double inverseCells = 1.0 / cells;
+    const double perSample = 1.0 / static_cast<double>(p.means.size());
+    double loss = 0.0;
+    for (size_t sample = 0; sample < p.means.size(); ++sample) {
+        const Complex* a = p.means[sample];
+        const Complex* b = p.contrast[sample];
+        for (int k = 0; k < halfCells; ++k) {
+            p.spectrum[k][0] = a[k][0] * p.filterMeans[k][0] - a[k][1] * p.filterMeans[k][1] +
+                               b[k][0] * p.filterContrast[k][0] - b[k][1] * p.filterContrast[k][1];
+            p.spectrum[k][1] = a[k][0] * p.filterMeans[k][1] + a[k][1] * p.filterMeans[k][0] +
+                               b[k][0] * p.filterContrast[k][1] + b[k][1] * p.filterContrast[k][0];
+        }
+        fftw_execute_dft_c2r(p.inverse, p.spectrum, p.real);
+        double peak = -1e300;
+        for (int k = 0; k < cells; ++k) {
+            p.z[k] = p.real[k] * inverseCells + bias[k];
+            peak = std::max(peak, p.z[k]);
+        }
+        double total = 0.0, mu = 0.0, mv = 0.0;
+        for (int k = 0; k < cells; ++k) {
+            p.z[k] = std::exp(p.z[k] - peak);
+            total += p.z[k];
+        }
+        for (int k = 0; k < cells; ++k) {
+            p.z[k] /= total;
+            mu += p.z[k] * (k / n);
+            mv += p.z[k] * (k % n);
+        }
+        // Cross-entropy against the true white shared between its four bins.
+        const double tu = p.truthU[sample], tv = p.truthV[sample];
+        const int iu = std::clamp(static_cast<int>(tu), 0, n - 2);
+        const int iv = std::clamp(static_cast<int>(tv), 0, n - 2);
+        const double fu = std::clamp(tu - iu, 0.0, 1.0), fv = std::clamp(tv - iv, 0.0, 1.0);
+        const int at[4] = {iu * n + iv, iu * n + iv + 1, (iu + 1) * n + iv, (iu + 1) * n + iv + 1};
+        const double share[4] = {(1 - fu) * (1 - fv), (1 - fu) * fv, fu * (1 - fv), fu * fv};
+        const double ce = p.fullLoss ? s.crossEntropyWeight : 1.0;
+        for (int k = 0; k < cells; ++k) p.grad[k] = ce * p.z[k];
+        for (int c = 0; c < 4; ++c) {
+            loss -= perSample * ce * share[c] * std::log(std::max(p.z[at[c]], 1e-300));
+            p.grad[at[c]] -= ce * share[c];
+        }
+        if (p.fullLoss) {
+            const double eu = mu - tu, ev = mv - tv;
+            const double error = std::sqrt(eu * eu + ev * ev + s.errorSmoothing * s.errorSmoothing);
+            loss += perSample * s.meanErrorWeight * error;
+            const double gu = s.meanErrorWeight * eu / error, gv = s.meanErrorWeight * ev / error;
+            for (int k = 0; k < cells; ++k) {
+                p.grad[k] += p.z[k] * ((k / n - mu) * gu + (k % n - mv) * gv);
+            }
+        }
+        for (int k = 0; k < cells; ++k) {
+            p.grad[k] *= perSample;
+            g[2 * cells + k] += p.grad[k];
+            p.real[k] = p.grad[k];
+        }
+        fftw_execute_dft_r2c(p.forward, p.real, p.spectrum);
+        for (int k = 0; k < halfCells; ++k) {
+            // conj(histogram) * gradient: the correlation that is dL/dfilter.
+            const double gr = p.spectrum[k][0], gi = p.spectrum[k][1];
+            p.gradMeans[k][0] += a[k][0] * gr + a[k][1] * gi;
+            p.gradMeans[k][1] += a[k][0] * gi - a[k][1] * gr;
+            p.gradContrast[k][0] += b[k][0] * gr + b[k][1] * gi;
+            p.gradContrast[k][1] += b[k][0] * gi - b[k][1] * gr;
+        }
+    }
+    fftw_execute_dft_c2r(p.inverse, p.gradMeans, p.real);
+    for (int k = 0; k < cells; ++k) g[k] += p.real[k] * inverseCells;
+    fftw_execute_dft_c2r(p.inverse, p.gradContrast, p.real);
+    for (int k = 0; k < cells; ++k) g[cells + k] += p.real[k] * inverseCells;
+    loss += Smoothness(fMeans, n, s.filterSmoothness, g) + Size(fMeans, cells, s.filterSize, g);
+    loss += Smoothness(fContrast, n, s.filterSmoothness, g + cells) +
+            Size(fContrast, cells, s.filterSize, g + cells);
+    loss += Smoothness(bias, n, s.biasSmoothness, g + 2 * cells) +
+            Size(bias, cells, s.biasSize, g + 2 * cells);
+    return loss;
+}
+
+}  // namespace
+
+VireoAwbFrame FrameOf(const Score::SampleStats& stats) {
+    static_assert(sizeof(VireoAwbRegion) == sizeof(StatsBayerGridChannelInfoS),
+                  "the algorithm reads the driver's region records in place");
+    VireoAwbFrame frame{};
+    frame.regions = reinterpret_cast<const VireoAwbRegion*>(stats.regions.data());
+    frame.regionCount = static_cast<int32_t>(stats.regions.size());
+    frame.horizontalRegionCount = stats.header.horizontalRegionCount;
+    frame.verticalRegionCount = stats.header.verticalRegionCount;
+    frame.bitDepth = stats.header.bitDepth;
+    std::memcpy(frame.saturationThreshold, stats.header.saturationThreshold,
+                sizeof frame.saturationThreshold);
+    frame.luxIndex = stats.header.luxIndex;
+    std::memcpy(frame.moduleCalibrationFactors, stats.calibration.moduleCalibrationFactors,
+                sizeof frame.moduleCalibrationFactors);
+    std::memcpy(frame.singleLEDCalibrationPoint, stats.calibration.singleLEDCalibrationPoint,
+                sizeof frame.singleLEDCalibrationPoint);
+    return frame;
+}
+
+bool LoadLabelled(const std::string& dataDir, const std::string& truthPath,
+                  std::vector<LabelledSample>& samples, std::string& error) {
+    std::vector<Datagen::TruthRow> truth;
+    if (!Datagen::ReadGroundTruth(truthPath, truth, error)) return false;
+    samples.clear();
+    samples.reserve(truth.size());
+    for (const Datagen::TruthRow& row : truth) {
+        LabelledSample s;
+        s.path = row.path;
+        if (!Score::LoadSample(dataDir + "/" + row.path, s.stats, error)) return false;
+        s.whiteRG = row.whiteRG;
+        s.whiteBG = row.whiteBG;
+        s.cct = std::isfinite(row.cct) && row.cct > 0.0 ? row.cct : 0.0;
+        float rFactor, bFactor;
+        bool ignored;
+        Awb::ModuleFactors(FrameOf(s.stats), &rFactor, &bFactor, &ignored);
+        s.lnRFactor = std::log(rFactor);
+        s.lnBFactor = std::log(bFactor);
+        samples.push_back(std::move(s));
+    }
+    if (samples.empty()) {
+        error = truthPath + " names no sample";
+        return false;
+    }
+    return true;
+}
+
+bool Learn(const std::vector<LabelledSample>& samples, const LearnSettings& settings,
+           const std::string& profilePath, Tuning::TuningParams& params, std::string& curveSource,
+           std::string& error) {
+    Tuning::TuningParams out;
+    if (!LearnCurve(samples, profilePath, out.ctCurve, curveSource, error)) return false;
+    out.mode = Tuning::AwbMode::Learned;
+
+    // The grid: centred on the range of the true whites (golden module).
+    const int n = settings.bins;
+    double lowU = 1e9, highU = -1e9, lowV = 1e9, highV = -1e9;
+    std::vector<double> mired;
+    for (const LabelledSample& s : samples) {
+        const double u = -std::log(s.whiteRG) + s.lnRFactor, v = -std::log(s.whiteBG) + s.lnBFactor;
+        lowU = std::min(lowU, u), highU = std::max(highU, u);
+        lowV = std::min(lowV, v), highV = std::max(highV, v);
+    }
+    Tuning::LearnedModel& m = out.learned;
+    m.bins = static_cast<uint32_t>(n);
+    m.binWidth = static_cast<float>(settings.binWidth);
+    m.uStart = static_cast<float>(0.5 * (lowU + highU) - 0.5 * (n - 1) * settings.binWidth);
+    m.vStart = static_cast<float>(0.5 * (lowV + highV) - 0.5 * (n - 1) * settings.binWidth);
+    // The default CT (no usable region) is the middle of the curve.
+    out.defaultCt = std::sqrt(out.ctCurve.front().ct * out.ctCurve.back().ct);
+
+    Problem p;
+    p.settings = &settings;
+    p.n = n;
+    p.half = n / 2 + 1;
+    const int cells = n * n, halfCells = n * p.half;
+    p.real = fftw_alloc_real(cells);
+    p.spectrum = fftw_alloc_complex(halfCells);
+    p.filterMeans = fftw_alloc_complex(halfCells);
+    p.filterContrast = fftw_alloc_complex(halfCells);
+    p.gradMeans = fftw_alloc_complex(halfCells);
+    p.gradContrast = fftw_alloc_complex(halfCells);
+    p.forward = fftw_plan_dft_r2c_2d(n, n, p.real, p.spectrum, FFTW_ESTIMATE);
+    p.inverse = fftw_plan_dft_c2r_2d(n, n, p.spectrum, p.real, FFTW_ESTIMATE);
+    p.z.resize(cells);
+    p.grad.resize(cells);
+
+    // The histograms exactly as the library makes them, then their spectra.
+    Tuning::TuningParams selection;  // region selection with the default limits
+    std::vector<float> r, g, b, selected, hMeans(cells), hContrast(cells), work;
+    for (const LabelledSample& s : samples) {
+        const VireoAwbFrame frame = FrameOf(s.stats);
+        const size_t room = (s.stats.regions.size() + 7) / 8 * 8;
+        r.resize(room), g.resize(room), b.resize(room), selected.resize(room);
+        Awb::SelectRegions(frame.regions, frame.regionCount, Awb::MakeLimits(frame, selection),
+                           {r.data(), g.data(), b.data(), selected.data()}, false);
+        Awb::LearnedHistograms(m, frame, r.data(), g.data(), b.data(), selected.data(),
+                               static_cast<float>(s.lnRFactor), static_cast<float>(s.lnBFactor),
+                               hMeans.data(), hContrast.data(), &work);
+        for (const auto& [hist, list] :
+             {std::make_pair(&hMeans, &p.means), std::make_pair(&hContrast, &p.contrast)}) {
+            std::copy(hist->begin(), hist->end(), p.real);
+            Complex* spectrum = fftw_alloc_complex(halfCells);
+            fftw_execute_dft_r2c(p.forward, p.real, spectrum);
+            list->push_back(spectrum);
+        }
+        p.truthU.push_back((-std::log(s.whiteRG) + s.lnRFactor - m.uStart) / m.binWidth);
+        p.truthV.push_back((-std::log(s.whiteBG) + s.lnBFactor - m.vStart) / m.binWidth);
+    }
+
+    lbfgsfloatval_t* x = lbfgs_malloc(3 * cells);
+    std::fill(x, x + 3 * cells, 0.0);
+    lbfgs_parameter_t lp;
+    lbfgs_parameter_init(&lp);
+    lp.epsilon = 1e-6;
+    lp.past = 10;
+    lp.delta = 1e-7;
+    int status = 0;
+    for (int pass = 0; pass < 2; ++pass) {
+        p.fullLoss = pass == 1;
+        lp.max_iterations = pass == 0 ? settings.firstIterations : settings.secondIterations;
+        if (lp.max_iterations <= 0) continue;
+        lbfgsfloatval_t loss = 0.0;
+        status = lbfgs(3 * cells, x, &loss, Evaluate, nullptr, &p, &lp);
+        if (std::getenv("VIREO_LEARN_TRACE") != nullptr)
+            std::fprintf(stderr, "vireo-tune learn: pass %d: loss %.5f, L-BFGS status %d\n", pass,
+                         loss, status);
+    }
+    m.filterMeans.assign(x, x + cells);
+    m.filterContrast.assign(x + cells, x + 2 * cells);
+    m.bias.assign(x + 2 * cells, x + 3 * cells);
+    lbfgs_free(x);
+    for (Complex* spectrum : p.means) fftw_free(spectrum);
+    for (Complex* spectrum : p.contrast) fftw_free(spectrum);
+    fftw_destroy_plan(p.forward);
+    fftw_destroy_plan(p.inverse);
+    for (void* buffer : {static_cast<void*>(p.real), static_cast<void*>(p.spectrum),
+                         static_cast<void*>(p.filterMeans), static_cast<void*>(p.filterContrast),
+                         static_cast<void*>(p.gradMeans), static_cast<void*>(p.gradContrast)})
+        fftw_free(buffer);
+    // A failed line search still leaves the best point found; only a
+    // result that is not a number is a failure.
+    const std::string invalid = Tuning::Validate(out);
+    if (!invalid.empty()) {
+        error = "learning gave an unusable tuning (" + invalid + "; L-BFGS status " +
+                std::to_string(status) + ")";
+        return false;
+    }
+    params = std::move(out);
+    return true;
+}
+
+}  // namespace Vireo::Tune
+
+int RunLearn(int argc, char** argv) {
+    std::string data, truth, profile, out;
+    for (int i = 2; i < argc; ++i) {
+        const std::string a = argv[i];
+        const bool hasValue = i + 1 < argc;
+        if (a == "--data" && hasValue) {
+            data = argv[++i];
+        } else if (a == "--truth" && hasValue) {
+            truth = argv[++i];
+        } else if (a == "--profile" && hasValue) {
+            profile = argv[++i];
+        } else if (a == "--out" && hasValue) {
+            out = argv[++i];
+        } else if (a == "--help" || a == "-h") {
+            std::fputs(Vireo::Tune::kUsage, stdout);
+            return 0;
+        } else {
+            std::fprintf(stderr, "vireo-tune learn: bad argument %s\n%s", a.c_str(),
+                         Vireo::Tune::kUsage);
+            return 2;
+        }
+    }
+    if (data.empty() || out.empty()) {
+        std::fprintf(stderr, "vireo-tune learn: --data and --out are required\n%s",
+                     Vireo::Tune::kUsage);
+        return 2;
+    }
+    if (truth.empty()) truth = data + "/" + Vireo::Datagen::kGroundTruthFile;
+    std::vector<Vireo::Tune::LabelledSample> samples;
+    std::string error, source;
+    Vireo::Tuning::TuningParams params;
+    if (!Vireo::Tune::LoadLabelled(data, truth, samples, error) ||
+        !Vireo::Tune::Learn(samples, Vireo::Tune::LearnSettings{}, profile, params, source,
+                            error)) {
+        std::fprintf(stderr, "vireo-tune learn: %s\n", error.c_str());
+        return 1;
+    }
+    std::string yaml = "# Learned by vireo-tune learn from " + std::to_string(samples.size()) +
+                       " labelled samples in " + data + ".\n# CT of the curve points: from " +
+                       source + ".\n";
+    yaml += Vireo::Tuning::ToYaml(params);
+    // Written beside the target and renamed: never half a tuning.
+    const std::string temporary = out + ".partial";
+    std::ofstream file(temporary);
+    if (!(file << yaml) || !file.flush()) {
+        file.close();
+        std::remove(temporary.c_str());
+        std::fprintf(stderr, "vireo-tune learn: cannot write %s\n", out.c_str());
+        return 1;
+    }
+    file.close();
+    if (std::rename(temporary.c_str(), out.c_str()) != 0) {
+        std::remove(temporary.c_str());
+        std::fprintf(stderr, "vireo-tune learn: cannot write %s\n", out.c_str());
+        return 1;
+    }
+    return 0;
+}

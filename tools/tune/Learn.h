@@ -1,0 +1,68 @@
+// vireo-tune learn: a camera's tuning learned from labelled samples (sample
+// files whose true white is known, real or generated): the white locus (CT
+// curve) and the learned estimator's filters and bias (mode learned).
+#ifndef VIREO_TUNE_LEARN_H
+#define VIREO_TUNE_LEARN_H
+
+#include <string>
+#include <vector>
+
+#include "SampleStats.h"
+#include "TuningParams.h"
+#include "vireo/ReferenceAwbApi.h"
+
+// The whole command line, argv[1] being "learn". Returns the exit status.
+int RunLearn(int argc, char** argv);
+
+namespace Vireo::Tune {
+
+// Everything fixed before learning, for every camera alike; changing one
+// changes what crossval reports for all of them.
+struct LearnSettings {
+    int bins = 64;
+    double binWidth = 1.0 / 32;  // ln units; the grid spans bins * binWidth
+    // The loss per sample, in bins: weight of the error of the posterior's
+    // mean (a smooth absolute value, sqrt(e^2 + smoothing^2)) and of the
+    // cross-entropy against the true white.
+    double meanErrorWeight = 1.0;
+    double crossEntropyWeight = 0.1;
+    double errorSmoothing = 0.5;
+    // Penalties on the maps: squared differences of neighbouring bins
+    // (smooth maps generalise) and squared values.
+    double filterSmoothness = 1e-3;
+    double filterSize = 1e-5;
+    double biasSmoothness = 1e-3;
+    double biasSize = 1e-5;
+    // L-BFGS iterations of the first (cross-entropy only, convex) pass and of
+    // the second (the full loss, started from the first).
+    int firstIterations = 150;
+    int secondIterations = 250;
+};
+
+// One labelled sample, read with the driver's readers.
+struct LabelledSample {
+    std::string path;
+    Score::SampleStats stats;
+    double whiteRG = 1.0, whiteBG = 1.0;      // this module's true white
+    double cct = 0.0;                         // K; 0 when unknown
+    double lnRFactor = 0.0, lnBFactor = 0.0;  // module calibration, as the algorithm takes it
+};
+
+// The frame the algorithm library gets for a sample, as the reference
+// wrapper builds it (the regions are borrowed from stats).
+VireoAwbFrame FrameOf(const Score::SampleStats& stats);
+
+// Reads the ground truth and every sample it names. False with a reason.
+bool LoadLabelled(const std::string& dataDir, const std::string& truthPath,
+                  std::vector<LabelledSample>& samples, std::string& error);
+
+// Learns a tuning (mode learned) from the samples. profilePath: a DCP camera
+// profile for the CT of curve points when the truth has no CCT ("" for
+// none). *curveSource says where the curve's CTs came from.
+bool Learn(const std::vector<LabelledSample>& samples, const LearnSettings& settings,
+           const std::string& profilePath, Tuning::TuningParams& params, std::string& curveSource,
+           std::string& error);
+
+}  // namespace Vireo::Tune
+
+#endif  // VIREO_TUNE_LEARN_H
