@@ -61,28 +61,33 @@ void Normalise(float total, int cells, float* hist) {
 }
 
 // Sums over the 3 x 3 neighbourhood (cut at the grid's edges) of each of
-// four planes of cols x rows values, from `in` into `out`; `row` is one
-// plane of scratch.
-void BoxSums(const float* in, int cols, int rows, float* row, float* out) {
-    const int count = cols * rows;
+// four planes of cols x rows values, `stride` apart, from `in` into `out`;
+// `row` is one plane of scratch. The edges are done apart so the inner
+// loops have no branch and vectorise.
+void BoxSums(const float* in, int cols, int rows, int stride, float* row, float* out) {
     for (int plane = 0; plane < 4; ++plane) {
-        const float* a = in + plane * count;
-        float* o = out + plane * count;
+        const float* a = in + plane * stride;
+        float* o = out + plane * stride;
         for (int y = 0; y < rows; ++y) {
             const float* line = a + y * cols;
-            for (int x = 0; x < cols; ++x) {
-                float sum = line[x];
-                if (x > 0) sum += line[x - 1];
-                if (x + 1 < cols) sum += line[x + 1];
-                row[y * cols + x] = sum;
+            float* sum = row + y * cols;
+            if (cols == 1) {
+                sum[0] = line[0];
+                continue;
             }
+            sum[0] = line[0] + line[1];
+            for (int x = 1; x + 1 < cols; ++x) sum[x] = line[x - 1] + line[x] + line[x + 1];
+            sum[cols - 1] = line[cols - 2] + line[cols - 1];
         }
         for (int y = 0; y < rows; ++y) {
+            const float* above = row + (y > 0 ? y - 1 : y) * cols;
+            const float* here = row + y * cols;
+            const float* below = row + (y + 1 < rows ? y + 1 : y) * cols;
+            float* sum = o + y * cols;
+            // Cut edges add nothing: the row itself stands in and is taken off.
+            const float edge = (y > 0 ? 0.0f : 1.0f) + (y + 1 < rows ? 0.0f : 1.0f);
             for (int x = 0; x < cols; ++x) {
-                float sum = row[y * cols + x];
-                if (y > 0) sum += row[(y - 1) * cols + x];
-                if (y + 1 < rows) sum += row[(y + 1) * cols + x];
-                o[y * cols + x] = sum;
+                sum[x] = above[x] + here[x] + below[x] - edge * here[x];
             }
         }
     }
@@ -105,20 +110,59 @@ void LearnedHistograms(const Tuning::LearnedModel& m, const VireoAwbFrame& frame
         cols = count;  // no usable grid shape: one row
         rows = 1;
     }
-    // Planes: R, G, B masked by the selection, the selection itself; their
-    // neighbourhood sums; one plane of scratch for the box filter.
-    work->resize(static_cast<size_t>(9) * count);
+    // Planes, each `stride` floats: R, G, B masked by the selection, the
+    // selection itself; their neighbourhood sums; one plane of scratch for
+    // the box filter; the chromaticities of the means and of the contrast,
+    // and whether a region has contrast.
+    typedef Float4 F;
+    const int stride = (count + 3) / 4 * 4;
+    work->assign(static_cast<size_t>(14) * stride, 0.0f);
     float* planes = work->data();
-    float* sums = planes + 4 * count;
-    float* scratch = planes + 8 * count;
+    float* sums = planes + 4 * stride;
+    float* scratch = planes + 8 * stride;
+    float* meanU = planes + 9 * stride;
+    float* meanV = planes + 10 * stride;
+    float* contrastU = planes + 11 * stride;
+    float* contrastV = planes + 12 * stride;
+    float* hasContrast = planes + 13 * stride;
     for (int i = 0; i < count; ++i) {
         const float s = selected[i];
         planes[i] = s * r[i];
-        planes[count + i] = s * g[i];
-        planes[2 * count + i] = s * b[i];
-        planes[3 * count + i] = s;
+        planes[stride + i] = s * g[i];
+        planes[2 * stride + i] = s * b[i];
+        planes[3 * stride + i] = s;
     }
-    BoxSums(planes, cols, rows, scratch, sums);
+    BoxSums(planes, cols, rows, stride, scratch, sums);
+    // Four regions at a time; a region not selected gets finite nonsense
+    // that the next loop skips (its green mean is 1, its neighbourhood may
+    // be empty).
+    const F lnR = Splat<F>(lnRFactor);
+    const F lnB = Splat<F>(lnBFactor);
+    const F one = Splat<F>(1.0f);
+    const F zero = Splat<F>(0.0f);
+    for (int i = 0; i < stride; i += 4) {
+        const F rr = Load<F>(r + i);
+        const F gg = Load<F>(g + i);
+        const F bb = Load<F>(b + i);
+        Store(meanU + i, FastLnLanes(gg / rr) + lnR);
+        Store(meanV + i, FastLnLanes(gg / bb) + lnB);
+        F neighbours = Load<F>(sums + 3 * stride + i);
+        neighbours = neighbours < one ? one : neighbours;
+        const F inverse = one / neighbours;
+        F er = rr - Load<F>(sums + i) * inverse;
+        F eg = gg - Load<F>(sums + stride + i) * inverse;
+        F eb = bb - Load<F>(sums + 2 * stride + i) * inverse;
+        er = er < zero ? -er : er;
+        eg = eg < zero ? -eg : eg;
+        eb = eb < zero ? -eb : eb;
+        // A flat neighbourhood has no contrast colour.
+        const F floor = Splat<F>(1e-6f) * gg;
+        Store(hasContrast + i, (er > floor) & (eg > floor) & (eb > floor) ? one : zero);
+        er = er > floor ? er : floor;
+        eb = eb > floor ? eb : floor;
+        Store(contrastU + i, FastLnLanes(eg / er) + lnR);
+        Store(contrastV + i, FastLnLanes(eg / eb) + lnB);
+    }
 
     const float invWidth = 1.0f / m.binWidth;
     float totalMeans = 0.0f;
@@ -129,18 +173,9 @@ void LearnedHistograms(const Tuning::LearnedModel& m, const VireoAwbFrame& frame
         const float weight = static_cast<float>(region.rCount) + static_cast<float>(region.bCount) +
                              static_cast<float>(region.grCount) +
                              static_cast<float>(region.gbCount);
-        totalMeans += Splat(m, invWidth, FastLn(g[i] / r[i]) + lnRFactor,
-                            FastLn(g[i] / b[i]) + lnBFactor, weight, means);
-        // The neighbourhood holds the region itself, so its count is >= 1.
-        const float inverse = 1.0f / sums[3 * count + i];
-        const float er = std::fabs(r[i] - sums[i] * inverse);
-        const float eg = std::fabs(g[i] - sums[count + i] * inverse);
-        const float eb = std::fabs(b[i] - sums[2 * count + i] * inverse);
-        // A flat neighbourhood has no contrast colour.
-        const float floor = 1e-6f * g[i];
-        if (er > floor && eg > floor && eb > floor) {
-            totalContrast += Splat(m, invWidth, FastLn(eg / er) + lnRFactor,
-                                   FastLn(eg / eb) + lnBFactor, weight, contrast);
+        totalMeans += Splat(m, invWidth, meanU[i], meanV[i], weight, means);
+        if (hasContrast[i] != 0.0f) {
+            totalContrast += Splat(m, invWidth, contrastU[i], contrastV[i], weight, contrast);
         }
     }
     Normalise(totalMeans, cells, means);
@@ -214,22 +249,26 @@ LearnedWhite LearnedPosterior(LearnedState* s, const float* means, const float* 
     double sumUU = 0.0;
     double sumVV = 0.0;
     for (int i = 0; i < n; ++i) {
-        float row = 0.0f;
-        float rowV = 0.0f;
-        float rowVV = 0.0f;
-        for (int j = 0; j < n; ++j) {
-            const float p = yr[i * n + j];
-            const float fj = static_cast<float>(j);
-            row += p;
-            rowV += p * fj;
-            rowVV += p * fj * fj;
+        // Four partial sums each, so the additions do not wait on each other.
+        float row[4] = {0.0f, 0.0f, 0.0f, 0.0f};
+        float rowV[4] = {0.0f, 0.0f, 0.0f, 0.0f};
+        float rowVV[4] = {0.0f, 0.0f, 0.0f, 0.0f};
+        for (int j = 0; j < n; j += 4) {
+            for (int lane = 0; lane < 4; ++lane) {
+                const float p = yr[i * n + j + lane];
+                const float fj = static_cast<float>(j + lane);
+                row[lane] += p;
+                rowV[lane] += p * fj;
+                rowVV[lane] += p * fj * fj;
+            }
         }
         const double fi = static_cast<double>(i);
-        total += row;
-        sumU += row * fi;
-        sumUU += row * fi * fi;
-        sumV += rowV;
-        sumVV += rowVV;
+        const double inRow = (row[0] + row[1]) + (row[2] + row[3]);
+        total += inRow;
+        sumU += inRow * fi;
+        sumUU += inRow * fi * fi;
+        sumV += (rowV[0] + rowV[1]) + (rowV[2] + rowV[3]);
+        sumVV += (rowVV[0] + rowVV[1]) + (rowVV[2] + rowVV[3]);
     }
     LearnedWhite white;
     const double meanU = sumU / total;

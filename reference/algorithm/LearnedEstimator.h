@@ -20,7 +20,8 @@ namespace Vireo {
 namespace Awb {
 
 // Fills the two histograms (model.bins^2 floats each, row-major in u) of a
-// sample from its region means and selection as SelectRegions gives them.
+// sample from its region means and selection as SelectRegions gives them
+// (each array with room for the region count rounded up to a multiple of 4).
 // A region counts with its pixel count; each histogram sums to 1 (or is all
 // zero when nothing fell into it). A chromaticity is shared between the four
 // nearest bin centres; one outside the grid is left out. The local contrast
