@@ -116,7 +116,7 @@ int RunCrossVal(int argc, char** argv) {
         }
         Tuning::TuningParams params;
         std::string source;
-        if (!Tune::Learn(training, Tune::LearnSettings{}, profile, params, source, error)) {
+        if (!Tune::Learn(training, Tune::DefaultLearnSettings(), profile, params, source, error)) {
             std::fprintf(stderr, "vireo-tune crossval: fold %d: %s\n", fold, error.c_str());
             return 1;
         }

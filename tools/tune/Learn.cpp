@@ -330,6 +330,41 @@ lbfgsfloatval_t Evaluate(void* instance, const lbfgsfloatval_t* x, lbfgsfloatval
 
 }  // namespace
 
+LearnSettings DefaultLearnSettings() {
+    LearnSettings s;
+    // Experiments only: VIREO_LEARN_SETTINGS="name=value,..." overrides the
+    // committed values (the names are the fields' names).
+    const char* text = std::getenv("VIREO_LEARN_SETTINGS");
+    if (text == nullptr) return s;
+    const std::pair<const char*, double*> fields[] = {
+        {"binWidth", &s.binWidth},
+        {"meanErrorWeight", &s.meanErrorWeight},
+        {"crossEntropyWeight", &s.crossEntropyWeight},
+        {"errorSmoothing", &s.errorSmoothing},
+        {"filterSmoothness", &s.filterSmoothness},
+        {"filterSize", &s.filterSize},
+        {"biasSmoothness", &s.biasSmoothness},
+        {"biasSize", &s.biasSize}};
+    std::string all = text;
+    size_t from = 0;
+    while (from < all.size()) {
+        size_t to = all.find(',', from);
+        if (to == std::string::npos) to = all.size();
+        const std::string item = all.substr(from, to - from);
+        const size_t eq = item.find('=');
+        const std::string name = item.substr(0, eq);
+        const double value = eq == std::string::npos ? 0.0 : std::atof(item.c_str() + eq + 1);
+        if (name == "bins") s.bins = static_cast<int>(value);
+        if (name == "firstIterations") s.firstIterations = static_cast<int>(value);
+        if (name == "secondIterations") s.secondIterations = static_cast<int>(value);
+        for (const auto& [key, field] : fields) {
+            if (name == key) *field = value;
+        }
+        from = to + 1;
+    }
+    return s;
+}
+
 VireoAwbFrame FrameOf(const Score::SampleStats& stats) {
     static_assert(sizeof(VireoAwbRegion) == sizeof(StatsBayerGridChannelInfoS),
                   "the algorithm reads the driver's region records in place");
@@ -515,7 +550,7 @@ int RunLearn(int argc, char** argv) {
     std::string error, source;
     Vireo::Tuning::TuningParams params;
     if (!Vireo::Tune::LoadLabelled(data, truth, samples, error) ||
-        !Vireo::Tune::Learn(samples, Vireo::Tune::LearnSettings{}, profile, params, source,
+        !Vireo::Tune::Learn(samples, Vireo::Tune::DefaultLearnSettings(), profile, params, source,
                             error)) {
         std::fprintf(stderr, "vireo-tune learn: %s\n", error.c_str());
         return 1;

@@ -39,6 +39,10 @@ struct LearnSettings {
     int secondIterations = 250;
 };
 
+// The committed settings (VIREO_LEARN_SETTINGS="name=value,..." overrides
+// them for experiments).
+LearnSettings DefaultLearnSettings();
+
 // One labelled sample, read with the driver's readers.
 struct LabelledSample {
     std::string path;
