@@ -2,6 +2,7 @@
 // program, read back with the driver's readers and run through the driver.
 #include <gtest/gtest.h>
 #include <spng.h>
+#include <tiffio.h>
 
 #include <cmath>
 #include <cstdlib>
@@ -244,6 +245,149 @@ TEST(ImportImages, BadInputFailsCleanly) {
             {"images", "--images", "in", "--truth", "truth.csv", "--out", c.out, "--grid", "8x6"},
             c.message);
     }
+}
+
+// A raw mosaic and how it was taken.
+struct Mosaic {
+    int width = 44, height = 26;
+    uint8_t pattern[4];  // DNG CFAPattern: 0 R, 1 G, 2 B, row by row
+    float black[4] = {64, 65, 66, 67};
+    uint32_t white = 4000;
+    std::vector<uint16_t> values;
+};
+
+// Spread values, some under the black level, some at the white level.
+Mosaic MakeMosaic(const uint8_t (&pattern)[4]) {
+    Mosaic m;
+    std::copy(pattern, pattern + 4, m.pattern);
+    for (int y = 0; y < m.height; ++y) {
+        for (int x = 0; x < m.width; ++x) {
+            int v = 70 + (x * 389 + y * 2011) % 3500;
+            if ((x * y) % 13 == 5) v = 4000 + x % 2;  // at the white level, or above
+            if ((x + y) % 17 == 3) v = 30;
+            m.values.push_back(static_cast<uint16_t>(v));
+        }
+    }
+    return m;
+}
+
+// A minimal DNG: one uncompressed CFA image, per-cell black levels, the
+// white level and the exposure in an EXIF directory (ISO 100, 1/100 s, f/4).
+void WriteDng(const std::string& path, const Mosaic& m) {
+    TIFF* t = TIFFOpen(path.c_str(), "w");
+    const uint16_t cell[2] = {2, 2};
+    const uint8_t version[4] = {1, 4, 0, 0};
+    const float identity[9] = {1, 0, 0, 0, 1, 0, 0, 0, 1};
+    TIFFSetField(t, TIFFTAG_SUBFILETYPE, 0);
+    TIFFSetField(t, TIFFTAG_IMAGEWIDTH, m.width);
+    TIFFSetField(t, TIFFTAG_IMAGELENGTH, m.height);
+    TIFFSetField(t, TIFFTAG_BITSPERSAMPLE, 16);
+    TIFFSetField(t, TIFFTAG_PHOTOMETRIC, PHOTOMETRIC_CFA);
+    TIFFSetField(t, TIFFTAG_SAMPLESPERPIXEL, 1);
+    TIFFSetField(t, TIFFTAG_ROWSPERSTRIP, m.height);
+    TIFFSetField(t, TIFFTAG_MAKE, "Vireo");
+    TIFFSetField(t, TIFFTAG_MODEL, "Test");
+    TIFFSetField(t, TIFFTAG_UNIQUECAMERAMODEL, "Vireo Test");
+    TIFFSetField(t, TIFFTAG_DNGVERSION, version);
+    TIFFSetField(t, TIFFTAG_CFAREPEATPATTERNDIM, cell);
+    TIFFSetField(t, TIFFTAG_CFAPATTERN, 4, m.pattern);
+    TIFFSetField(t, TIFFTAG_BLACKLEVELREPEATDIM, cell);
+    TIFFSetField(t, TIFFTAG_BLACKLEVEL, 4, m.black);
+    TIFFSetField(t, TIFFTAG_WHITELEVEL, 1, &m.white);
+    TIFFSetField(t, TIFFTAG_COLORMATRIX1, 9, identity);
+    TIFFSetField(t, TIFFTAG_EXIFIFD, uint64_t{0});
+    for (int y = 0; y < m.height; ++y)
+        TIFFWriteScanline(t, const_cast<uint16_t*>(&m.values[y * m.width]), y, 0);
+    TIFFWriteDirectory(t);
+    TIFFCreateEXIFDirectory(t);
+    const uint16_t iso = 100;
+    TIFFSetField(t, EXIFTAG_EXPOSURETIME, 0.01);
+    TIFFSetField(t, EXIFTAG_FNUMBER, 4.0);
+    TIFFSetField(t, EXIFTAG_ISOSPEEDRATINGS, 1, &iso);
+    uint64_t exif = 0;
+    TIFFWriteCustomDirectory(t, &exif);
+    TIFFSetDirectory(t, 0);
+    TIFFSetField(t, TIFFTAG_EXIFIFD, exif);
+    TIFFClose(t);
+}
+
+TEST(ImportRaw, SumsComeFromTheTrueCfaPositions) {
+    const struct {
+        uint8_t pattern[4];
+        bool greyCard;
+    } cases[] = {
+        {{0, 1, 1, 2}, false}, {{2, 1, 1, 0}, false}, {{1, 0, 2, 1}, false}, {{1, 2, 0, 1}, true}};
+    for (const auto& c : cases) {
+        SCOPED_TRACE(int{c.pattern[0]} * 100 + c.pattern[1] * 10 + c.pattern[2]);
+        TempDir dir;
+        const Mosaic m = MakeMosaic(c.pattern);
+        WriteDng(dir / "shot.dng", m);
+        VireoTest::WriteFile(dir / "truth.csv", "file,r,g,b\nshot.dng,0.5,1,0.25\n");
+        const auto run = Import(
+            dir, {"raw", "shot.dng", "--out", "data", "--grid", "4x3",
+                  c.greyCard ? "--truth-roi" : "--truth", c.greyCard ? "5,3,6,4" : "truth.csv"});
+        ASSERT_EQ(run.exitStatus, 0) << run.standardOutput;
+        const auto s = Load(dir / "data/ball/shot.txt");
+        // Regions of 10 x 8 photosites (44 / 4 and 26 / 3 rounded down to
+        // even) over the centred 40 x 24; 12 bits hold 4000 - 64.
+        EXPECT_EQ(s.header.regionWidth, 10);
+        EXPECT_EQ(s.header.regionHeight, 8);
+        EXPECT_EQ(s.header.statsROI[0], 2u);
+        EXPECT_EQ(s.header.statsROI[2], 40u);
+        EXPECT_EQ(s.header.bitDepth, 12);
+        EXPECT_FLOAT_EQ(s.header.luxIndex, 229.8f);  // 4000 lux
+
+        // Expected: file channel order R, GR, B, GB.
+        std::vector<Vireo::SampleRegionValues> want(12);
+        double card[4] = {0, 0, 0, 0}, cardCount[4] = {0, 0, 0, 0};
+        const int redRow = (c.pattern[0] == 0 || c.pattern[1] == 0) ? 0 : 1;
+        for (int y = 0; y < 24; ++y) {
+            for (int x = 2; x < 42; ++x) {
+                const int cellAt = (y % 2) * 2 + x % 2, colour = c.pattern[cellAt];
+                const int channel = colour == 0 ? 0 : colour == 2 ? 2 : y % 2 == redRow ? 1 : 3;
+                const int raw = m.values[y * m.width + x];
+                const int value = std::max(0, raw - static_cast<int>(m.black[cellAt]));
+                if (raw >= 4000) continue;
+                if (c.greyCard && x >= 5 && x < 11 && y >= 3 && y < 7) {
+                    card[channel] += value, ++cardCount[channel];
+                    continue;
+                }
+                auto& region = want[(y / 8) * 4 + (x - 2) / 10];
+                region.sums[channel] += value;
+                ++region.counts[channel];
+            }
+        }
+        for (size_t i = 0; i < want.size(); ++i) {
+            const auto& got = s.regions[i];
+            EXPECT_EQ((std::array<int64_t, 4>{got.rSum, got.grSum, got.bSum, got.gbSum}),
+                      want[i].sums)
+                << i;
+            EXPECT_EQ((std::array<int64_t, 4>{got.rCount, got.grCount, got.bCount, got.gbCount}),
+                      want[i].counts)
+                << i;
+        }
+        std::vector<Vireo::Datagen::TruthRow> truth;
+        std::string error;
+        ASSERT_TRUE(Vireo::Datagen::ReadGroundTruth(dir / "data/ground_truth.csv", truth, error));
+        const double g = (card[1] / cardCount[1] + card[3] / cardCount[3]) / 2;
+        EXPECT_NEAR(truth.at(0).whiteRG, c.greyCard ? card[0] / cardCount[0] / g : 0.5, 1e-8);
+        EXPECT_NEAR(truth.at(0).whiteBG, c.greyCard ? card[2] / cardCount[2] / g : 0.25, 1e-8);
+    }
+}
+
+TEST(ImportRaw, BadInputFailsCleanly) {
+    TempDir dir;
+    WriteDng(dir / "a.dng", MakeMosaic({0, 1, 1, 2}));
+    WriteDng(dir / "b.dng", MakeMosaic({1, 1, 1, 2}));
+    VireoTest::WriteFile(dir / "c.dng", "not a raw file");
+    ExpectCleanFailure(
+        dir, {"raw", "a.dng", "b.dng", "--out", "data", "--grid", "4x3", "--truth-roi", "0,0,4,4"},
+        "b.dng: unknown CFA pattern");
+    ExpectCleanFailure(dir, {"raw", "c.dng", "--out", "data", "--truth-roi", "0,0,4,4"},
+                       "c.dng: LibRaw cannot read it");
+    ExpectCleanFailure(
+        dir, {"raw", "a.dng", "--out", "data", "--grid", "30x3", "--truth-roi", "0,0,4,4"},
+        "a.dng: a 44x26 visible area is too small for a 30x3 grid");
 }
 
 }  // namespace
