@@ -15,6 +15,8 @@ usage: bash tools/main-job.sh [options]
   --seed N        data set seed (default 1)
   --calibrate     derive the tuning from this data set's chart shots with
                   vireo-tune calibrate instead of reference/tuning/default.yaml
+  --learn         learn the tuning (mode learned) from this data set's own
+                  labelled samples with vireo-tune learn
   --gate          fail unless overall median <= 1.5, worst-25% <= 4 degrees
                   and the reference beats grey world on every scene
   --data DIR      data folder (default data/<camera>-k<K>-s<seed>)
@@ -23,13 +25,14 @@ EOF
 }
 
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
-samples=16 camera="samsung SM-G930V" seed=1 calibrate=0 gate=0 data="" out=""
+samples=16 camera="samsung SM-G930V" seed=1 calibrate=0 learn=0 gate=0 data="" out=""
 while [ $# -gt 0 ]; do
     case "$1" in
         --samples) samples=$2; shift 2 ;;
         --camera) camera=$2; shift 2 ;;
         --seed) seed=$2; shift 2 ;;
         --calibrate) calibrate=1; shift ;;
+        --learn) learn=1; shift ;;
         --gate) gate=1; shift ;;
         --data) data=$2; shift 2 ;;
         --out) out=$2; shift 2 ;;
@@ -52,6 +55,8 @@ command -v cmake >/dev/null || missing+=(cmake)
 command -v g++ >/dev/null || missing+=(g++)
 command -v make >/dev/null || missing+=(make)
 [ -f /usr/include/yaml-cpp/yaml.h ] || missing+=(libyaml-cpp-dev)
+[ -f /usr/include/fftw3.h ] || missing+=(libfftw3-dev)
+[ -f /usr/include/lbfgs.h ] || missing+=(liblbfgs-dev)
 if [ ${#missing[@]} -gt 0 ]; then
     if [ "$(id -u)" = 0 ] && command -v apt-get >/dev/null; then
         echo "      installing ${missing[*]}"
@@ -116,7 +121,11 @@ fi
 # 4. Tuning.
 mkdir -p "$out"
 yaml=$root/reference/tuning/default.yaml
-if [ $calibrate = 1 ]; then
+if [ $learn = 1 ]; then
+    step "learning the tuning from the labelled samples, compiling it"
+    yaml=$out/tuning.yaml
+    "$bin/tools/tune/vireo-tune" learn --data "$data" --out "$yaml"
+elif [ $calibrate = 1 ]; then
     step "calibrating the tuning from the chart shots, compiling it"
     yaml=$out/tuning.yaml
     "$bin/tools/tune/vireo-tune" calibrate --data "$data" --out "$yaml"

@@ -12,26 +12,6 @@ namespace Awb {
 
 namespace {
 
-// exp(-x) for x in [0, 87]: 2^(-x log2 e) as a power of two built in the
-// exponent bits times a degree-5 polynomial for 2^f, f in [0, 1) (relative
-// error about 1e-4, far below what a posterior over bins needs). No branch,
-// so the loop over the bins vectorises.
-inline float NegExp(float x) {
-    const float y = std::min(x, 87.0f) * 1.44269504f;
-    const int whole = static_cast<int>(y);
-    const float f = static_cast<float>(whole) - y;  // (-1, 0]
-    float p = 1.3333558e-3f;
-    p = p * f + 9.6181291e-3f;
-    p = p * f + 5.5504109e-2f;
-    p = p * f + 2.4022651e-1f;
-    p = p * f + 6.9314718e-1f;
-    p = p * f + 1.0f;
-    const uint32_t bits = static_cast<uint32_t>(127 - whole) << 23;
-    float scale;
-    std::memcpy(&scale, &bits, sizeof scale);
-    return p * scale;
-}
-
 // Shares weight w between the four bin centres around (u, v); a point
 // outside the grid of centres (or not a number) is left out. Returns the
 // weight added.
@@ -69,8 +49,8 @@ void BoxSums(const float* in, int cols, int rows, int stride, float* row, float*
         const float* a = in + plane * stride;
         float* o = out + plane * stride;
         for (int y = 0; y < rows; ++y) {
-            const float* line = a + y * cols;
-            float* sum = row + y * cols;
+            const float* __restrict line = a + y * cols;
+            float* __restrict sum = row + y * cols;
             if (cols == 1) {
                 sum[0] = line[0];
                 continue;
@@ -80,10 +60,10 @@ void BoxSums(const float* in, int cols, int rows, int stride, float* row, float*
             sum[cols - 1] = line[cols - 2] + line[cols - 1];
         }
         for (int y = 0; y < rows; ++y) {
-            const float* above = row + (y > 0 ? y - 1 : y) * cols;
-            const float* here = row + y * cols;
-            const float* below = row + (y + 1 < rows ? y + 1 : y) * cols;
-            float* sum = o + y * cols;
+            const float* __restrict above = row + (y > 0 ? y - 1 : y) * cols;
+            const float* __restrict here = row + y * cols;
+            const float* __restrict below = row + (y + 1 < rows ? y + 1 : y) * cols;
+            float* __restrict sum = o + y * cols;
             // Cut edges add nothing: the row itself stands in and is taken off.
             const float edge = (y > 0 ? 0.0f : 1.0f) + (y + 1 < rows ? 0.0f : 1.0f);
             for (int x = 0; x < cols; ++x) {
@@ -116,7 +96,7 @@ void LearnedHistograms(const Tuning::LearnedModel& m, const VireoAwbFrame& frame
     // and whether a region has contrast.
     typedef Float4 F;
     const int stride = (count + 3) / 4 * 4;
-    work->assign(static_cast<size_t>(14) * stride, 0.0f);
+    if (work->size() < static_cast<size_t>(14) * stride) work->resize(14 * stride);
     float* planes = work->data();
     float* sums = planes + 4 * stride;
     float* scratch = planes + 8 * stride;
@@ -125,6 +105,10 @@ void LearnedHistograms(const Tuning::LearnedModel& m, const VireoAwbFrame& frame
     float* contrastU = planes + 11 * stride;
     float* contrastV = planes + 12 * stride;
     float* hasContrast = planes + 13 * stride;
+    // The lanes past the last region read zeros in the neighbourhood sums.
+    for (int plane = 4; plane < 8; ++plane) {
+        std::fill(planes + plane * stride + count, planes + (plane + 1) * stride, 0.0f);
+    }
     for (int i = 0; i < count; ++i) {
         const float s = selected[i];
         planes[i] = s * r[i];
@@ -240,9 +224,16 @@ LearnedWhite LearnedPosterior(LearnedState* s, const float* means, const float* 
     if (logPosterior != nullptr) std::copy(yr, yr + cells, logPosterior);
 
     // The softmax and its first two moments, in bins.
-    float peak = yr[0];
-    for (int k = 1; k < cells; ++k) peak = std::max(peak, yr[k]);
-    for (int k = 0; k < cells; ++k) yr[k] = NegExp(peak - yr[k]);
+    typedef Float4 F;
+    F peaks = Load<F>(yr);
+    for (int k = 4; k < cells; k += 4) {
+        const F z = Load<F>(yr + k);
+        peaks = z > peaks ? z : peaks;
+    }
+    const float peak = std::max(std::max(peaks[0], peaks[1]), std::max(peaks[2], peaks[3]));
+    for (int k = 0; k < cells; k += 4) {
+        Store(yr + k, FastNegExpLanes(Splat<F>(peak) - Load<F>(yr + k)));
+    }
     double total = 0.0;
     double sumU = 0.0;
     double sumV = 0.0;
