@@ -1,6 +1,6 @@
 // Wrapper plus algorithm against reading the sample file, for one 64 x 48
 // sample: the decision must cost less than a tenth of the reading, and in
-// mode learned (a 64 x 64 posterior) less than a quarter.
+// mode learned (a 32 x 32 posterior) less than a quarter.
 #include <benchmark/benchmark.h>
 #include <dlfcn.h>
 #include <unistd.h>
@@ -43,17 +43,17 @@ struct Fixture {
                           {5000, 0.58f, 0.56f}, {6500, 0.50f, 0.64f}, {7500, 0.46f, 0.69f},
                           {10000, 0.40f, 0.78f}};
         Write(tuningPath, Vireo::Tuning::Encode(params));
-        // The largest learned model, with maps of noise: the cost does not
-        // depend on what was learned.
+        // A learned model of the size vireo-tune learn writes (32 bins), with
+        // maps of noise: the cost does not depend on what was learned.
         params.mode = Vireo::Tuning::AwbMode::Learned;
         Vireo::Tuning::LearnedModel& m = params.learned;
-        m.bins = 64;
-        m.binWidth = 1.0f / 32;
+        m.bins = 32;
+        m.binWidth = 1.0f / 16;
         m.uStart = -0.5f;
         m.vStart = -0.5f;
         Vireo::Testing::Lcg lcg(7);
         for (std::vector<float>* map : {&m.filterMeans, &m.filterContrast, &m.bias}) {
-            for (int k = 0; k < 64 * 64; ++k) map->push_back(lcg.Next());
+            for (int k = 0; k < 32 * 32; ++k) map->push_back(lcg.Next());
         }
         Write(learnedTuningPath, Vireo::Tuning::Encode(params));
     }

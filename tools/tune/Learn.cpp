@@ -336,15 +336,14 @@ LearnSettings DefaultLearnSettings() {
     // committed values (the names are the fields' names).
     const char* text = std::getenv("VIREO_LEARN_SETTINGS");
     if (text == nullptr) return s;
-    const std::pair<const char*, double*> fields[] = {
-        {"binWidth", &s.binWidth},
-        {"meanErrorWeight", &s.meanErrorWeight},
-        {"crossEntropyWeight", &s.crossEntropyWeight},
-        {"errorSmoothing", &s.errorSmoothing},
-        {"filterSmoothness", &s.filterSmoothness},
-        {"filterSize", &s.filterSize},
-        {"biasSmoothness", &s.biasSmoothness},
-        {"biasSize", &s.biasSize}};
+    const std::pair<const char*, double*> fields[] = {{"binWidth", &s.binWidth},
+                                                      {"meanErrorWeight", &s.meanErrorWeight},
+                                                      {"crossEntropyWeight", &s.crossEntropyWeight},
+                                                      {"errorSmoothing", &s.errorSmoothing},
+                                                      {"filterSmoothness", &s.filterSmoothness},
+                                                      {"filterSize", &s.filterSize},
+                                                      {"biasSmoothness", &s.biasSmoothness},
+                                                      {"biasSize", &s.biasSize}};
     std::string all = text;
     size_t from = 0;
     while (from < all.size()) {
