@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <sys/wait.h>
 
+#include <cstdio>
 #include <cstdlib>
 #include <string>
 
@@ -102,3 +103,62 @@ TEST_F(TuneTool, DumpRefusesABrokenFileAndUsageIsExplained) {
 }
 
 }  // namespace
+
+#ifdef VIREO_TEST_DATAGEN
+// learn and crossval on a small generated data set: a learned tuning that
+// compiles as format version 2, the curve's CT source named, and errors on
+// held-out folds well below grey world's.
+TEST_F(TuneTool, LearnedTuningCompilesAndCrossValidationBeatsGreyWorld) {
+    const std::string data = dir_ / "data";
+    ASSERT_EQ(std::system(("'" + std::string(VIREO_TEST_DATAGEN) + "' --out '" + data +
+                           "' --samples 3 --seed 2 >/dev/null")
+                              .c_str()),
+              0);
+    ASSERT_EQ(Tool("learn --data '" + data + "' --out " + Path("t.yaml")), 0) << err_;
+    const std::string yaml = VireoTest::ReadFile(dir_ / "t.yaml");
+    EXPECT_NE(yaml.find("from the ground truth's CCT (24 of 24 whites)"), std::string::npos);
+    EXPECT_NE(yaml.find("mode: learned\n"), std::string::npos);
+    ASSERT_EQ(Tool("compile " + Path("t.yaml") + " " + Path("t.bin")), 0) << err_;
+    EXPECT_EQ(VireoTest::ReadFile(dir_ / "t.bin")[4], 2);
+
+    ASSERT_EQ(Tool("crossval --data '" + data + "' --folds 2 --csv"), 0) << err_;
+    double learned[5] = {}, grey[5] = {};
+    int n = 0;
+    ASSERT_EQ(std::sscanf(out_.c_str(),
+                          "method,n,mean,median,trimean,best25,worst25\nlearned,%d,%lf,%lf,%lf,%lf,"
+                          "%lf\ngrey_world,%*d,%lf,%lf,%lf,%lf,%lf\nshades_of_grey,",
+                          &n, &learned[0], &learned[1], &learned[2], &learned[3], &learned[4],
+                          &grey[0], &grey[1], &grey[2], &grey[3], &grey[4]),
+              11)
+        << out_;
+    EXPECT_EQ(n, 24);
+    EXPECT_LT(learned[0], 0.6 * grey[0]) << out_;
+    EXPECT_LT(learned[1], 0.6 * grey[1]) << out_;
+
+    // Without CCTs in the truth and without a profile: the documented fallback.
+    std::string truth;
+    for (const std::string& line : VireoTest::ReadLines(data + "/ground_truth.csv")) {
+        size_t at = 0;
+        for (int comma = 0; comma < 4; ++comma) at = line.find(',', at) + 1;
+        truth += truth.empty() ? line + "\n"
+                               : line.substr(0, at) + line.substr(line.find(',', at)) + "\n";
+    }
+    Write("nocct.csv", truth);
+    ASSERT_EQ(Tool("learn --data '" + data + "' --truth " + Path("nocct.csv") + " --out " +
+                   Path("f.yaml")),
+              0)
+        << err_;
+    EXPECT_NE(VireoTest::ReadFile(dir_ / "f.yaml").find("no CCT and no profile"),
+              std::string::npos);
+}
+#endif
+
+TEST_F(TuneTool, LearnAndCrossvalRefuseBadUse) {
+    EXPECT_EQ(Tool("learn --data " + Path("none")), 2);  // no --out
+    EXPECT_EQ(Tool("crossval --data " + Path("none") + " --folds 1"), 2);
+    EXPECT_EQ(Tool("learn --data " + Path("none") + " --out " + Path("x.yaml")), 1);
+    EXPECT_NE(err_.find("ground_truth.csv"), std::string::npos) << err_;
+    EXPECT_FALSE(VireoTest::Exists(dir_ / "x.yaml"));
+    EXPECT_EQ(Tool("learn --help"), 0);
+    EXPECT_NE(out_.find("usage: vireo-tune learn"), std::string::npos);
+}
