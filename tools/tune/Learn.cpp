@@ -416,6 +416,7 @@ bool Learn(const std::vector<LabelledSample>& samples, const LearnSettings& sett
     Tuning::TuningParams out;
     if (!LearnCurve(samples, profilePath, out.ctCurve, curveSource, error)) return false;
     out.mode = Tuning::AwbMode::Learned;
+    out.darkFraction = static_cast<float>(settings.darkFraction);
 
     // The grid: centred on the range of the true whites (golden module).
     const int n = settings.bins;
@@ -451,7 +452,7 @@ bool Learn(const std::vector<LabelledSample>& samples, const LearnSettings& sett
     p.grad.resize(cells);
 
     // The histograms exactly as the library makes them, then their spectra.
-    Tuning::TuningParams selection;  // region selection with the default limits
+    const Tuning::TuningParams& selection = out;  // region selection as the library will do it
     std::vector<float> r, g, b, selected, hMeans(cells), hContrast(cells), work;
     for (const LabelledSample& s : samples) {
         const VireoAwbFrame frame = FrameOf(s.stats);

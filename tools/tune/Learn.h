@@ -23,6 +23,9 @@ struct LearnSettings {
     // cost the library a quarter of the transform.
     int bins = 32;
     double binWidth = 1.0 / 16;  // ln units; the grid spans bins * binWidth
+    // Regions whose green mean is below this fraction of full scale are
+    // left out (the tuning's dark_fraction, used in learning and at run time).
+    double darkFraction = 0.01;
     // The loss per sample, in bins: weight of the error of the posterior's
     // mean (a smooth absolute value, sqrt(e^2 + smoothing^2)) and of the
     // cross-entropy against the true white.
