@@ -161,6 +161,9 @@ int ParseArgs(int argc, char** argv, Options& o) {
     if (o.command == "verify" && (o.images.empty() || o.data.empty()))
         missing = "verify needs --images and --data";
     if (!raw && !o.files.empty()) missing = "unexpected argument " + o.files.front();
+    if (raw && (o.white > 0 || o.black != 0))
+        missing = "raw takes white and black levels from the file, not --white or --black";
+    if (!raw && o.hasRoi) missing = "--truth-roi is for raw files";
     if (!missing.empty()) return Fail(missing + "\n" + kUsage), 1;
     if (o.white > 0 && o.white <= o.black) return Fail("--white must be above --black"), 1;
     if (o.clipFraction < 0) o.clipFraction = raw ? 1.0 : 0.98;
