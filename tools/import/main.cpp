@@ -89,13 +89,22 @@ bool Fail(const std::string& message) {
     return false;
 }
 
+// Bad usage: the reason and the usage text, status 1 for ParseArgs.
+int UsageError(const std::string& message) {
+    Fail(message + "\n" + kUsage);
+    return 1;
+}
+
 // 0 to go on, 1 for bad usage, 2 after --help.
 int ParseArgs(int argc, char** argv, Options& o) {
-    if (argc < 2) return Fail(std::string("no command\n") + kUsage), 1;
+    if (argc < 2) return UsageError("no command");
     o.command = argv[1];
-    if (o.command == "--help" || o.command == "-h") return std::fputs(kUsage, stdout), 2;
+    if (o.command == "--help" || o.command == "-h") {
+        std::fputs(kUsage, stdout);
+        return 2;
+    }
     if (o.command != "images" && o.command != "raw" && o.command != "verify") {
-        return Fail("unknown command " + o.command + "\n" + kUsage), 1;
+        return UsageError("unknown command " + o.command);
     }
     for (int i = 2; i < argc; ++i) {
         const std::string a = argv[i];
@@ -143,12 +152,11 @@ int ParseArgs(int argc, char** argv, Options& o) {
             for (size_t k = 0; ok && k < 4; ++k) o.roi[k] = static_cast<int>(numbers[k]);
             o.hasRoi = ok;
         } else {
-            return Fail("unknown option " + a + "\n" + kUsage), 1;
+            return UsageError("unknown option " + a);
         }
         if (!ok) {
-            return Fail("bad or missing value for " + a + (value ? std::string(" ") + value : "") +
-                        "\n" + kUsage),
-                   1;
+            return UsageError("bad or missing value for " + a +
+                              (value ? std::string(" ") + value : ""));
         }
         ++i;
     }
@@ -164,8 +172,8 @@ int ParseArgs(int argc, char** argv, Options& o) {
     if (raw && (o.white > 0 || o.black != 0))
         missing = "raw takes white and black levels from the file, not --white or --black";
     if (!raw && o.hasRoi) missing = "--truth-roi is for raw files";
-    if (!missing.empty()) return Fail(missing + "\n" + kUsage), 1;
-    if (o.white > 0 && o.white <= o.black) return Fail("--white must be above --black"), 1;
+    if (o.white > 0 && o.white <= o.black) missing = "--white must be above --black";
+    if (!missing.empty()) return UsageError(missing);
     if (o.clipFraction < 0) o.clipFraction = raw ? 1.0 : 0.98;
     return 0;
 }
