@@ -266,9 +266,19 @@ struct Imported {
     double luxIndex;
 };
 
+// Sample paths already written in this run, with the picture each came from.
+using Written = std::map<std::string, std::string>;
+
 // One sample file and its ground-truth row.
 bool WriteSample(const Options& o, const std::string& source, const GridStats& stats,
-                 const Imported& item, std::vector<Vireo::Datagen::TruthRow>& truth) {
+                 const Imported& item, Written& written,
+                 std::vector<Vireo::Datagen::TruthRow>& truth) {
+    // Two pictures of one name but for the extension (a.png, a.PNG; a.dng
+    // and a.nef) would make one sample.
+    if (const auto it = written.find(item.path); it != written.end()) {
+        return Fail(source + ": makes the same sample " + item.path + " as " + it->second);
+    }
+    written[item.path] = source;
     std::string error;
     if (!WriteFileAtomically(o.out + "/" + item.path, FormatSample(stats, o.grid, item.luxIndex),
                              error)) {
@@ -321,6 +331,7 @@ bool ImportImages(const Options& o) {
     if (!MakeDataFolders(o.out)) return false;
 
     std::vector<Vireo::Datagen::TruthRow> truth;
+    Written written;
     for (size_t i = 0; i < names.size(); ++i) {
         const std::string source = o.images + "/" + names[i];
         const TruthInput& row = *matched[i];
@@ -337,7 +348,7 @@ bool ImportImages(const Options& o) {
             (row.scene.empty() ? o.scene : row.scene) + "/" + Stem(names[i]) + ".txt", &row,
             row.r / row.g, row.b / row.g,
             std::isfinite(row.lux) ? LuxIndexFromLux(row.lux) : o.luxIndex};
-        if (!WriteSample(o, source, stats, item, truth)) return false;
+        if (!WriteSample(o, source, stats, item, written, truth)) return false;
     }
     return WriteTruth(o, truth);
 }
@@ -386,7 +397,7 @@ bool ImportRaw(const Options& o) {
     }
     if (!MakeDataFolders(o.out)) return false;
     std::vector<Vireo::Datagen::TruthRow> truth;
-    std::map<std::string, std::string> written;  // sample path -> source
+    Written written;
     for (size_t i = 0; i < o.files.size(); ++i) {
         const std::string& source = o.files[i];
         const TruthInput* row = matched[i];
@@ -412,12 +423,7 @@ bool ImportRaw(const Options& o) {
         item.luxIndex = std::isfinite(lux) ? LuxIndexFromLux(lux) : o.luxIndex;
         const std::string scene = row != nullptr && !row->scene.empty() ? row->scene : o.scene;
         item.path = scene + "/" + Stem(BaseName(source)) + ".txt";
-        if (written.count(item.path)) {
-            return Fail(source + ": makes the same sample " + item.path + " as " +
-                        written[item.path]);
-        }
-        written[item.path] = source;
-        if (!WriteSample(o, source, stats, item, truth)) return false;
+        if (!WriteSample(o, source, stats, item, written, truth)) return false;
     }
     return WriteTruth(o, truth);
 }
