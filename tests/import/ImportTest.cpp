@@ -181,6 +181,9 @@ TEST(ImportImages, DriverAndScorerRunOnTheImportedFolder) {
                   "outdoor_2/a.txt,outdoor_2,measured,,,,0.6,0.5,1.66666667,1,2,,260,0\n"
                   "chart/b.txt,chart,measured,,6500,,0.5,0.25,2,1,4,1000,275,0\n");
     EXPECT_EQ(Load(dir / "data/chart/b.txt").header.luxIndex, 275.0f);
+    const auto verify = Import(dir, {"verify", "--images", "in", "--data", "data"});
+    EXPECT_EQ(verify.exitStatus, 0);
+    EXPECT_EQ(verify.standardOutput.rfind("2 images: grey world on pixels vs on regions", 0), 0u);
 
     VireoTest::WriteFile(dir / "run.cfg",
                          "tuningFile=" VIREO_TEST_DEFAULT_TUNING "\nawbDLL=" VIREO_TEST_AWB_LIBRARY
