@@ -7,7 +7,7 @@
 
 #include "SampleFileWriter.h"
 
-namespace VireoBench {
+namespace Vireo::Bench {
 namespace {
 
 constexpr int kBitDepth = 14;
@@ -132,4 +132,4 @@ std::string MakeSampleText(int sceneIndex, int sampleIndex, const Grid& grid) {
     return out;
 }
 
-}  // namespace VireoBench
+}  // namespace Vireo::Bench

@@ -8,7 +8,7 @@
 
 #include <cstdio>
 
-namespace VireoBench {
+namespace Vireo::Bench {
 
 inline constexpr const char* kSceneNames[] = {"ball",     "chart",    "indoor_1",  "indoor_2",
                                               "indoor_3", "indoor_4", "outdoor_1", "outdoor_2"};
@@ -36,6 +36,6 @@ long WalkSamples(const char* dataDir, Visit&& visit) {
     return samples;
 }
 
-}  // namespace VireoBench
+}  // namespace Vireo::Bench
 
 #endif  // VIREO_BENCH_SAMPLE_WALK_H

@@ -11,14 +11,14 @@
 
 namespace {
 
-using VireoTest::Exists;
-using VireoTest::ReadFile;
-using VireoTest::WriteFile;
+using Vireo::Testing::Exists;
+using Vireo::Testing::ReadFile;
+using Vireo::Testing::WriteFile;
 
 class DriverRun : public DriverFixture {};
 
 TEST_F(DriverRun, NoArgumentPrintsUsageWithoutLineEndAndTouchesNothing) {
-    const auto result = VireoTest::Run(VIREO_DRIVER, {}, dir.path());
+    const auto result = Vireo::Testing::Run(VIREO_DRIVER, {}, dir.path());
     EXPECT_EQ(result.exitStatus, 255);
     EXPECT_EQ(result.standardOutput, "need argument: path to config file");
     EXPECT_FALSE(Exists(dir / "settings.cfg"));
@@ -26,7 +26,7 @@ TEST_F(DriverRun, NoArgumentPrintsUsageWithoutLineEndAndTouchesNothing) {
 
 TEST_F(DriverRun, GencfgReplacesTheTemplateAndStopsWithOne) {
     WriteFile(dir / "settings.cfg", "old contents that are longer than the template ...........");
-    const auto result = VireoTest::Run(VIREO_DRIVER, {"-gencfg", "ignored"}, dir.path());
+    const auto result = Vireo::Testing::Run(VIREO_DRIVER, {"-gencfg", "ignored"}, dir.path());
     char real[PATH_MAX];
     ASSERT_NE(realpath(dir.path().c_str(), real), nullptr);
     EXPECT_EQ(result.exitStatus, 1);
@@ -44,8 +44,8 @@ TEST_F(DriverRun, GencfgReplacesTheTemplateAndStopsWithOne) {
 }
 
 TEST_F(DriverRun, GencfgThatCannotWriteTheTemplateStillReportsSuccess) {
-    VireoTest::MakeDirs(dir / "settings.cfg");  // not openable for writing, even as root
-    const auto result = VireoTest::Run(VIREO_DRIVER, {"-gencfg"}, dir.path());
+    Vireo::Testing::MakeDirs(dir / "settings.cfg");  // not openable for writing, even as root
+    const auto result = Vireo::Testing::Run(VIREO_DRIVER, {"-gencfg"}, dir.path());
     char real[PATH_MAX];
     ASSERT_NE(realpath(dir.path().c_str(), real), nullptr);
     EXPECT_EQ(result.exitStatus, 1);
@@ -56,7 +56,7 @@ TEST_F(DriverRun, GencfgThatCannotWriteTheTemplateStillReportsSuccess) {
 }
 
 TEST_F(DriverRun, UnreadableConfigurationStopsBeforeAnyOutput) {
-    const auto result = VireoTest::Run(VIREO_DRIVER, {dir / "missing.cfg"}, dir.path());
+    const auto result = Vireo::Testing::Run(VIREO_DRIVER, {dir / "missing.cfg"}, dir.path());
     EXPECT_EQ(result.exitStatus, 255);
     EXPECT_EQ(result.standardOutput, "Unable to open/read configuration file\n");
     EXPECT_FALSE(Exists(dir / "awbSimulationOutput.txt"));
@@ -64,8 +64,8 @@ TEST_F(DriverRun, UnreadableConfigurationStopsBeforeAnyOutput) {
 
 TEST_F(DriverRun, MissingAndEmptyScenesStillGetAWrapperEach) {
     // Empty folders list only "." and "..": no sample call, like missing ones.
-    VireoTest::MakeDirs(data + "/ball");
-    VireoTest::MakeDirs(data + "/outdoor_2");
+    Vireo::Testing::MakeDirs(data + "/ball");
+    Vireo::Testing::MakeDirs(data + "/outdoor_2");
     const auto result = RunDriver();
     EXPECT_EQ(result.exitStatus, 0);
     EXPECT_EQ(result.standardOutput, "");
@@ -105,13 +105,13 @@ TEST_F(DriverRun, SideFilesAreEmptyAtEverySceneStartAndTheLibraryIsNeverUnmapped
 TEST_F(DriverRun, FailedLoadAWBAlgorithmIsIgnored) {
     environment = {"VIREO_RECORDING_ALGORITHM_RESULT=-1"};
     WriteFile(tuning, "output=1 1 1 5000 0\n");
-    AddSample("indoor_4", "s.txt", VireoTest::SampleFileText(VireoTest::MakeSample(1, 1)));
+    AddSample("indoor_4", "s.txt", Vireo::Testing::SampleFileText(Vireo::Testing::MakeSample(1, 1)));
     const auto result = RunDriver();
     EXPECT_EQ(result.exitStatus, 0);
     EXPECT_EQ(result.standardOutput, "");
     EXPECT_EQ(CallsNamed("LoadTuningData").size(), 8u);
     EXPECT_EQ(CallsNamed("InitializeAlgorithm").size(), 8u);
-    EXPECT_EQ(VireoTest::ReadLines(out + "/awbSimulationOutput.txt").size(), 7u);
+    EXPECT_EQ(Vireo::Testing::ReadLines(out + "/awbSimulationOutput.txt").size(), 7u);
 }
 
 TEST_F(DriverRun, CarriageReturnConfigurationReadsTheSame) {
@@ -145,8 +145,8 @@ TEST_P(DriverSetUpFailure, EndsTheRunAfterTheFirstScene) {
     if (!c.environment.empty()) {
         environment.push_back(c.environment);
     }
-    AddSample("chart", "sample.txt", VireoTest::SampleFileText(VireoTest::MakeSample(2, 1)));
-    VireoTest::MakeDirs(out);
+    AddSample("chart", "sample.txt", Vireo::Testing::SampleFileText(Vireo::Testing::MakeSample(2, 1)));
+    Vireo::Testing::MakeDirs(out);
     WriteFile(out + "/awbSimulationOutput.txt", "stale record\n");
 
     const auto result = RunDriver();
@@ -186,7 +186,7 @@ INSTANTIATE_TEST_SUITE_P(
 class DriverOutputFolder : public DriverFixture {};
 
 TEST_F(DriverOutputFolder, ExistingFolderIsUsedAndItsResultsTruncated) {
-    VireoTest::MakeDirs(out);
+    Vireo::Testing::MakeDirs(out);
     WriteFile(out + "/awbSimulationOutput.txt", "stale\n");
     WriteFile(out + "/Summary.txt", "stale\n");
     WriteFile(out + "/keep.txt", "mine\n");
@@ -200,7 +200,7 @@ TEST_F(DriverOutputFolder, FolderWithMissingParentIsNotMadeButTheRunGoesOn) {
     const std::string deep = dir / "no/such/parent/out";
     WriteConfig(deep);
     WriteFile(tuning, "output=1 1 1 5000 0\n");
-    AddSample("indoor_1", "sample.txt", VireoTest::SampleFileText(VireoTest::MakeSample(2, 1)));
+    AddSample("indoor_1", "sample.txt", Vireo::Testing::SampleFileText(Vireo::Testing::MakeSample(2, 1)));
     const auto result = RunDriver();
     EXPECT_EQ(result.exitStatus, 0);
     EXPECT_EQ(result.standardOutput, "");

@@ -11,10 +11,10 @@
 
 namespace {
 
-using VireoTest::Hex;
-using VireoTest::ReadFile;
-using VireoTest::SampleFileText;
-using VireoTest::WriteFile;
+using Vireo::Testing::Hex;
+using Vireo::Testing::ReadFile;
+using Vireo::Testing::SampleFileText;
+using Vireo::Testing::WriteFile;
 
 // The word after the call name: the address a placeholder record had.
 std::string Address(const std::string& call) {
@@ -66,7 +66,7 @@ class SampleFlow : public DriverFixture {};
 TEST_F(SampleFlow, WrapperSeesTheFixedSequenceAndTheSampleBytes) {
     WriteFile(tuning, "output=1.5 1 2 5000 64\n");
     const std::string path =
-        AddSample("chart", "s1.txt", SampleFileText(VireoTest::MakeSample(2, 1)));
+        AddSample("chart", "s1.txt", SampleFileText(Vireo::Testing::MakeSample(2, 1)));
     const auto result = RunDriver();
     ASSERT_EQ(result.exitStatus, 0);
     EXPECT_EQ(result.standardOutput, "");
@@ -127,7 +127,7 @@ TEST_F(SampleFlow, WrapperSeesTheFixedSequenceAndTheSampleBytes) {
 TEST_F(SampleFlow, PlaceholdersAreRestoredAtEveryFeedAndKeepTheirAddresses) {
     WriteFile(tuning, "scribble=1\noutput=1 1 1 1 1\n");
     for (const char* scene : {"ball", "chart", "outdoor_2"}) {
-        AddSample(scene, "s.txt", SampleFileText(VireoTest::MakeSample(1, 2)));
+        AddSample(scene, "s.txt", SampleFileText(Vireo::Testing::MakeSample(1, 2)));
     }
     ASSERT_EQ(RunDriver().exitStatus, 0);
     const auto g = CallsNamed("SetExtraInfoG");
@@ -165,9 +165,9 @@ TEST_F(SampleFlow, RecordsFollowSceneOrderAndKeepExactNumberFormats) {
     // output; use two scenes with one sample each and then a second output
     // in a third scene with two samples.
     const std::string ball =
-        AddSample("ball", "a.txt", SampleFileText(VireoTest::MakeSample(1, 1)));
+        AddSample("ball", "a.txt", SampleFileText(Vireo::Testing::MakeSample(1, 1)));
     const std::string outdoor =
-        AddSample("outdoor_1", "name.with.dots", SampleFileText(VireoTest::MakeSample(1, 3)));
+        AddSample("outdoor_1", "name.with.dots", SampleFileText(Vireo::Testing::MakeSample(1, 3)));
     AddSample("outdoor_1", ".hidden", "not a sample");
     ASSERT_EQ(RunDriver().exitStatus, 0);
     EXPECT_EQ(ReadFile(out + "/awbSimulationOutput.txt"),
@@ -181,12 +181,12 @@ TEST_F(SampleFlow, RecordsFollowSceneOrderAndKeepExactNumberFormats) {
 
 TEST_F(SampleFlow, NullOutputLeavesNoRecordAndTheNextSampleGoesOn) {
     WriteFile(tuning, "output=null\noutput=3 1 0.5 2850 8\n");
-    AddSample("indoor_2", "one", SampleFileText(VireoTest::MakeSample(1, 1)));
-    AddSample("indoor_2", "two", SampleFileText(VireoTest::MakeSample(1, 2)));
+    AddSample("indoor_2", "one", SampleFileText(Vireo::Testing::MakeSample(1, 1)));
+    AddSample("indoor_2", "two", SampleFileText(Vireo::Testing::MakeSample(1, 2)));
     const auto result = RunDriver();
     EXPECT_EQ(result.exitStatus, 0);
     EXPECT_EQ(CallsNamed("GetOutput").size(), 2u);
-    const auto lines = VireoTest::ReadLines(out + "/awbSimulationOutput.txt");
+    const auto lines = Vireo::Testing::ReadLines(out + "/awbSimulationOutput.txt");
     ASSERT_EQ(lines.size(), 7u);
     EXPECT_EQ(lines[1], "r_gain : 3");
     EXPECT_EQ(lines[6], "");
@@ -194,13 +194,13 @@ TEST_F(SampleFlow, NullOutputLeavesNoRecordAndTheNextSampleGoesOn) {
 
 TEST_F(SampleFlow, AlwaysNullOutputLeavesTheResultsEmptyAndTheStatusZero) {
     WriteFile(tuning, "output=null\n");
-    AddSample("ball", "one", SampleFileText(VireoTest::MakeSample(1, 1)));
-    AddSample("outdoor_2", "two", SampleFileText(VireoTest::MakeSample(1, 2)));
+    AddSample("ball", "one", SampleFileText(Vireo::Testing::MakeSample(1, 1)));
+    AddSample("outdoor_2", "two", SampleFileText(Vireo::Testing::MakeSample(1, 2)));
     const auto result = RunDriver();
     EXPECT_EQ(result.exitStatus, 0);
     EXPECT_EQ(result.standardOutput, "");
     EXPECT_EQ(CallsNamed("GetOutput").size(), 2u);
-    EXPECT_TRUE(VireoTest::Exists(out + "/awbSimulationOutput.txt"));
+    EXPECT_TRUE(Vireo::Testing::Exists(out + "/awbSimulationOutput.txt"));
     EXPECT_EQ(ReadFile(out + "/awbSimulationOutput.txt"), "");
 }
 
@@ -208,12 +208,12 @@ TEST_F(SampleFlow, UnreadableSampleEndsItsSceneAtItsPlaceInTheListing) {
     WriteFile(tuning, "output=1 1 1 5000 0\n");
     std::vector<std::string> good;
     for (const char* name : {"a", "b", "c", "d", "e", "f"}) {
-        good.push_back(AddSample("ball", name, SampleFileText(VireoTest::MakeSample(1, 1))));
+        good.push_back(AddSample("ball", name, SampleFileText(Vireo::Testing::MakeSample(1, 1))));
     }
     const std::string dangling = data + "/ball/dangling";
     ASSERT_EQ(symlink("/nonexistent/sample", dangling.c_str()), 0);
     const std::string next =
-        AddSample("chart", "next", SampleFileText(VireoTest::MakeSample(1, 1)));
+        AddSample("chart", "next", SampleFileText(Vireo::Testing::MakeSample(1, 1)));
 
     // The driver follows the listing order, so read it the same way: the
     // samples listed before the unreadable one are written, the rest not.
@@ -238,7 +238,7 @@ TEST_F(SampleFlow, UnreadableSampleEndsItsSceneAtItsPlaceInTheListing) {
                                          "\nError in reading parser bg stats info for " + dangling +
                                          "\n");
     std::vector<std::string> written;
-    const auto lines = VireoTest::ReadLines(out + "/awbSimulationOutput.txt");
+    const auto lines = Vireo::Testing::ReadLines(out + "/awbSimulationOutput.txt");
     for (size_t line = 0; line < lines.size(); line += 7) {
         written.push_back(lines[line]);
     }
@@ -248,14 +248,14 @@ TEST_F(SampleFlow, UnreadableSampleEndsItsSceneAtItsPlaceInTheListing) {
 TEST_F(SampleFlow, SceneEndingFailuresSetTheStatusButLaterScenesRun) {
     WriteFile(tuning, "output=1 1 1 5000 0\n");
     // ball: a sample that cannot be opened; chart: a negative region count.
-    VireoTest::MakeDirs(data + "/ball");
+    Vireo::Testing::MakeDirs(data + "/ball");
     const std::string dangling = data + "/ball/dangling";
     ASSERT_EQ(symlink("/nonexistent/sample", dangling.c_str()), 0);
-    VireoTest::SampleText negative = VireoTest::MakeSample(1, 1);
+    Vireo::Testing::SampleText negative = Vireo::Testing::MakeSample(1, 1);
     negative.header[4] = "-1";
     const std::string bad = AddSample("chart", "negative", SampleFileText(negative));
     const std::string good =
-        AddSample("indoor_3", "good", SampleFileText(VireoTest::MakeSample(1, 1)));
+        AddSample("indoor_3", "good", SampleFileText(Vireo::Testing::MakeSample(1, 1)));
 
     const auto result = RunDriver();
     EXPECT_EQ(result.exitStatus, 255);
@@ -263,7 +263,7 @@ TEST_F(SampleFlow, SceneEndingFailuresSetTheStatusButLaterScenesRun) {
               "Unable to open file:" + dangling + "\nError in reading parser bg stats info for " +
                   dangling + "\nError in allocating buffer for bg channel info for " + bad + "\n");
     EXPECT_EQ(CallsNamed("Destroy").size(), 8u);
-    EXPECT_EQ(VireoTest::ReadLines(out + "/awbSimulationOutput.txt").at(0), good);
+    EXPECT_EQ(Vireo::Testing::ReadLines(out + "/awbSimulationOutput.txt").at(0), good);
 }
 
 TEST_F(SampleFlow, PathsLongerThan255AreCutAndTheCutPathIsRead) {
@@ -272,10 +272,10 @@ TEST_F(SampleFlow, PathsLongerThan255AreCutAndTheCutPathIsRead) {
     ASSERT_LT(sceneDir.size(), 200u);
     const std::string longName(260 - sceneDir.size(), 'n');
     const std::string cutName = longName.substr(0, 255 - sceneDir.size());
-    AddSample("ball", longName, SampleFileText(VireoTest::MakeSample(1, 1)));
-    AddSample("ball", cutName, SampleFileText(VireoTest::MakeSample(1, 2)));
+    AddSample("ball", longName, SampleFileText(Vireo::Testing::MakeSample(1, 1)));
+    AddSample("ball", cutName, SampleFileText(Vireo::Testing::MakeSample(1, 2)));
     ASSERT_EQ(RunDriver().exitStatus, 0);
-    const auto lines = VireoTest::ReadLines(out + "/awbSimulationOutput.txt");
+    const auto lines = Vireo::Testing::ReadLines(out + "/awbSimulationOutput.txt");
     ASSERT_EQ(lines.size(), 14u);
     EXPECT_EQ(lines[0], sceneDir + cutName);
     EXPECT_EQ(lines[7], sceneDir + cutName);
@@ -286,8 +286,8 @@ TEST_F(SampleFlow, PathsLongerThan255AreCutAndTheCutPathIsRead) {
 
 TEST_F(SampleFlow, FieldsAReaderLeavesAloneCarryOverToTheNextSample) {
     WriteFile(tuning, "output=1 1 1 5000 0\n");
-    AddSample("ball", "first", SampleFileText(VireoTest::MakeSample(1, 1)));
-    VireoTest::SampleText second = VireoTest::MakeSample(1, 2);
+    AddSample("ball", "first", SampleFileText(Vireo::Testing::MakeSample(1, 1)));
+    Vireo::Testing::SampleText second = Vireo::Testing::MakeSample(1, 2);
     second.calibration[0] = "0";  // count 0: factors 1.0, LED point kept
     AddSample("chart", "second", SampleFileText(second));
     ASSERT_EQ(RunDriver().exitStatus, 0);
