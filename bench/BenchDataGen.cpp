@@ -55,7 +55,7 @@ int main(int argc, char** argv) {
     }
     uint64_t totalBytes = 0;
     for (int scene = 0; scene < 8; ++scene) {
-        const std::string sceneDir = dataDir + "/" + Vireo::Bench::kSceneNames[scene];
+        const std::string sceneDir = dataDir + "/" + Vireo::SceneList[scene];
         if (!MakeDirectory(sceneDir)) {
             std::fprintf(stderr, "cannot create %s: %s\n", sceneDir.c_str(), std::strerror(errno));
             return 1;

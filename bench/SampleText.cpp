@@ -13,7 +13,7 @@ namespace {
 constexpr int kBitDepth = 14;
 constexpr int kSaturationLevel = 16000;
 
-// Illuminant and light level per scene, in the order of kSceneNames.
+// Illuminant and light level per scene, in the order of SceneList (driver/RunDriver.h).
 struct SceneLight {
     double luxIndex;  // higher is darker, as the exposure control reports it
     double redOverGreen;

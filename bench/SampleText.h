@@ -29,7 +29,7 @@ struct Grid {
     }
 };
 
-// sceneIndex follows kSceneNames (SampleWalk.h), 0 to 7.
+// sceneIndex follows SceneList (driver/RunDriver.h), 0 to 7.
 std::string MakeSampleText(int sceneIndex, int sampleIndex, const Grid& grid);
 
 }  // namespace Vireo::Bench

@@ -10,6 +10,7 @@
 
 #include "CameraProfile.h"
 #include "GroundTruth.h"
+#include "RunDriver.h"
 #include "SampleFile.h"
 #include "SampleStats.h"
 #include "Scenes.h"
@@ -144,7 +145,7 @@ TEST(Generator, WritesTheEightScenesAndTheirTruthTheSameForTheSameSeed) {
         EXPECT_NEAR(row.gainR * row.whiteRG, 1.0, 1e-6);
         EXPECT_NEAR(row.gainB * row.whiteBG, 1.0, 1e-6);
     }
-    for (const char* scene : kSceneNames)
+    for (const char* scene : Vireo::SceneList)
         EXPECT_TRUE(Vireo::Testing::Exists(dir / (std::string("a/") + scene + "/sample_0002.txt")))
             << scene;
     EXPECT_EQ(Vireo::Testing::ReadFile(dir / "a/indoor_4/sample_0001.txt"),
