@@ -99,8 +99,8 @@ std::string MakeDcp(const std::vector<int32_t>& m1, int illum1, const std::vecto
 TEST(CameraProfiles, ReadsTheMatricesAndIlluminantsOfAProfile) {
     Vireo::Testing::TempDir dir;
     Vireo::Testing::WriteFile(dir / "cam.dcp",
-                         MakeDcp({10000, -5000, 0, 0, 10000, 0, 0, 2500, 5000}, 17,
-                                 {8000, 0, -1000, -4000, 12000, 2000, 0, 2000, 6000}, 21));
+                              MakeDcp({10000, -5000, 0, 0, 10000, 0, 0, 2500, 5000}, 17,
+                                      {8000, 0, -1000, -4000, 12000, 2000, 0, 2000, 6000}, 21));
     CameraProfile p;
     std::string error;
     ASSERT_TRUE(ReadDcpProfile(dir / "cam.dcp", p, error)) << error;

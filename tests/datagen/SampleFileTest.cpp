@@ -129,9 +129,9 @@ TEST(Generator, WritesTheEightScenesAndTheirTruthTheSameForTheSameSeed) {
     Vireo::Testing::TempDir dir;
     for (const char* run : {"a 5", "b 5", "c 6"}) {
         ASSERT_EQ(Vireo::Testing::Run(VIREO_DATAGEN_EXE,
-                                 {"--samples", "2", "--grid", "16x12", "--quiet", "--seed", run + 2,
-                                  "--out", dir / std::string(run, 1)},
-                                 dir.path())
+                                      {"--samples", "2", "--grid", "16x12", "--quiet", "--seed",
+                                       run + 2, "--out", dir / std::string(run, 1)},
+                                      dir.path())
                       .exitStatus,
                   0);
     }

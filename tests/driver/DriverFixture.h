@@ -24,8 +24,8 @@ protected:
 
     void WriteConfig(const std::string& outputDir) {
         Vireo::Testing::WriteFile(config, "tuningFile=" + tuning + "\nawbDLL=" + algorithm +
-                                         "\nawbSimWrapperDLL=" + wrapper + "\ndataDir=" + data +
-                                         "\noutputDir=" + outputDir + "\n");
+                                              "\nawbSimWrapperDLL=" + wrapper + "\ndataDir=" +
+                                              data + "\noutputDir=" + outputDir + "\n");
     }
 
     // Writes a sample file into a scene folder and returns its path as the

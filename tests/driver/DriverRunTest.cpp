@@ -88,7 +88,8 @@ TEST_F(DriverRun, EveryScenePutsUpAWrapperWithEmptySideFilesAndOneMapping) {
 TEST_F(DriverRun, FailedLoadAWBAlgorithmIsIgnored) {
     environment = {"VIREO_RECORDING_ALGORITHM_RESULT=-1"};
     WriteFile(tuning, "output=1 1 1 5000 0\n");
-    AddSample("indoor_4", "s.txt", Vireo::Testing::SampleFileText(Vireo::Testing::MakeSample(1, 1)));
+    AddSample("indoor_4", "s.txt",
+              Vireo::Testing::SampleFileText(Vireo::Testing::MakeSample(1, 1)));
     const auto result = RunDriver();
     EXPECT_EQ(result.exitStatus, 0);
     EXPECT_EQ(result.standardOutput, "");
@@ -128,7 +129,8 @@ TEST_P(DriverSetUpFailure, EndsTheRunAfterTheFirstScene) {
     if (!c.environment.empty()) {
         environment.push_back(c.environment);
     }
-    AddSample("chart", "sample.txt", Vireo::Testing::SampleFileText(Vireo::Testing::MakeSample(2, 1)));
+    AddSample("chart", "sample.txt",
+              Vireo::Testing::SampleFileText(Vireo::Testing::MakeSample(2, 1)));
     Vireo::Testing::MakeDirs(out);
     WriteFile(out + "/awbSimulationOutput.txt", "stale record\n");
 
@@ -183,7 +185,8 @@ TEST_F(DriverOutputFolder, FolderWithMissingParentIsNotMadeButTheRunGoesOn) {
     const std::string deep = dir / "no/such/parent/out";
     WriteConfig(deep);
     WriteFile(tuning, "output=1 1 1 5000 0\n");
-    AddSample("indoor_1", "sample.txt", Vireo::Testing::SampleFileText(Vireo::Testing::MakeSample(2, 1)));
+    AddSample("indoor_1", "sample.txt",
+              Vireo::Testing::SampleFileText(Vireo::Testing::MakeSample(2, 1)));
     const auto result = RunDriver();
     EXPECT_EQ(result.exitStatus, 0);
     EXPECT_EQ(result.standardOutput, "");

@@ -99,7 +99,8 @@ std::vector<float> SlotsOf(const Lines& values) {
 // Key lines with a value on the key's own line, where it is lost.
 std::string ValuesOnKeyLines(size_t first, size_t count) {
     std::string text;
-    for (size_t k = first; k < first + count; ++k) text += Vireo::kSampleFileKeys[k].text + std::string(" 3\n");
+    for (size_t k = first; k < first + count; ++k)
+        text += Vireo::kSampleFileKeys[k].text + std::string(" 3\n");
     return text;
 }
 
@@ -112,8 +113,7 @@ const std::vector<float> kHeaderSlots = SlotsOf(kHeaderValues);
 // The well-formed header and the line that ends it. Line 2k is the key of
 // field k for the first nine fields and line 2k + 1 its value; the
 // saturation values are lines 19 to 22, the ROI values 26 to 29.
-const Lines kHeader =
-    Inserted(HeaderLines(kHeaderValues), 30, Vireo::kHeaderEndKey);
+const Lines kHeader = Inserted(HeaderLines(kHeaderValues), 30, Vireo::kHeaderEndKey);
 
 // The record a table of slots gives, every slot within its field's range.
 std::vector<uint32_t> Header(std::vector<float> s) {
@@ -241,10 +241,10 @@ INSTANTIATE_TEST_SUITE_P(
         ReadCase{"Line99IsRead",
                  CalibrationFile(Replaced(kCalibration, {{1, "3" + std::string(98, ' ')}})),
                  kComplete},
-        ReadCase{"EndKeyWinsOverAwaitedKey",
-                 CalibrationFile(Replaced(kCalibration,
-                                          {{30, "R Sum: Single LED Calibration Point:"}})),
-                 Calibration(3, {kCalibrationSlots.begin(), kCalibrationSlots.begin() + 27})},
+        ReadCase{
+            "EndKeyWinsOverAwaitedKey",
+            CalibrationFile(Replaced(kCalibration, {{30, "R Sum: Single LED Calibration Point:"}})),
+            Calibration(3, {kCalibrationSlots.begin(), kCalibrationSlots.begin() + 27})},
         ReadCase{"BlankLineIsZero", CalibrationFile(Replaced(kCalibration, {{3, ""}})),
                  Calibration(3, Replaced(kCalibrationSlots, {{1, 0.0f}}))},
         ReadCase{"MissingKeyTurnsLaterKeyIntoZero",

@@ -66,11 +66,11 @@ struct Record {
 
 // Runs the driver over dir/data with the given tuning; its results by sample path.
 std::map<std::string, Record> RunDriver(const TempDir& dir, const std::string& tuning) {
-    Vireo::Testing::WriteFile(dir / "run.cfg", "tuningFile=" + tuning +
-                                              "\nawbDLL=" VIREO_TEST_AWB_LIBRARY
-                                              "\nawbSimWrapperDLL=" VIREO_TEST_WRAPPER_LIBRARY
-                                              "\ndataDir=" +
-                                              dir / "data" + "\noutputDir=" + dir / "out" + "\n");
+    Vireo::Testing::WriteFile(dir / "run.cfg",
+                              "tuningFile=" + tuning +
+                                  "\nawbDLL=" VIREO_TEST_AWB_LIBRARY
+                                  "\nawbSimWrapperDLL=" VIREO_TEST_WRAPPER_LIBRARY "\ndataDir=" +
+                                  dir / "data" + "\noutputDir=" + dir / "out" + "\n");
     const auto run = Vireo::Testing::Run(VIREO_TEST_DRIVER, {dir / "run.cfg"}, dir.path());
     EXPECT_EQ(run.exitStatus, 0) << run.standardOutput;
     const std::vector<std::string> lines =
@@ -106,7 +106,7 @@ TEST(ReferenceEndToEnd, DriverDecidesEverySampleOfTheSceneTree) {
     for (const SamplePlan& plan : samples) {
         Vireo::Testing::MakeDirs(dir / "data" + "/" + plan.scene);
         Vireo::Testing::WriteFile(dir / "data" + "/" + plan.scene + "/" + plan.name,
-                             SampleFile(plan, seed++));
+                                  SampleFile(plan, seed++));
     }
     const auto records = RunDriver(dir, dir / "tuning.bin");
     ASSERT_EQ(records.size(), std::size(samples));
@@ -130,8 +130,9 @@ TEST(ReferenceEndToEnd, DriverDecidesEverySampleOfTheSceneTree) {
 TEST(ReferenceEndToEnd, DefaultTuningBuiltWithTheProjectRunsTheDriver) {
     TempDir dir;
     Vireo::Testing::MakeDirs(dir / "data/chart");
-    Vireo::Testing::WriteFile(dir / "data/chart/s.txt",
-                         SampleFile({"chart", "s.txt", {0.6f, 0.55f}, 1.0f, 1.0f, false, 0}, 3));
+    Vireo::Testing::WriteFile(
+        dir / "data/chart/s.txt",
+        SampleFile({"chart", "s.txt", {0.6f, 0.55f}, 1.0f, 1.0f, false, 0}, 3));
     EXPECT_EQ(RunDriver(dir, VIREO_TEST_DEFAULT_TUNING).size(), 1u);
 }
 

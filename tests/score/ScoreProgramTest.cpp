@@ -40,8 +40,8 @@ protected:
         // (1, 1, 0.5) against (0.5, 1, 0.5) is acos(1.75 / sqrt(2.25 * 1.5)) =
         // 17.7155 degrees, and 4000 K is 50 mired off.
         Vireo::Testing::WriteFile(dir / "out.txt", Record("/d/ball/s1.txt", 2, 2, 5000) +
-                                                  Record("/d/ball/s2.txt", 1, 2, 4000) +
-                                                  Record("/d/chart/s1.txt", 2, 2, 5000));
+                                                       Record("/d/ball/s2.txt", 1, 2, 4000) +
+                                                       Record("/d/chart/s1.txt", 2, 2, 5000));
     }
     Vireo::Testing::RunResult Score(std::vector<std::string> extra) {
         std::vector<std::string> args = {"--results", dir / "out.txt", "--truth",
@@ -88,7 +88,7 @@ TEST_F(ScoreProgram, ExitStatusGatesOnTheLimitsAndFailsOnBadInput) {
     for (const auto& c : cases) {
         if (c.results != nullptr) {
             Vireo::Testing::WriteFile(dir / "out.txt", *c.results ? Record(c.results, 2, 2, 5000)
-                                                             : "/d/ball/s1.txt\nr_gain : 2\n");
+                                                                  : "/d/ball/s1.txt\nr_gain : 2\n");
         }
         EXPECT_EQ(Score(c.args).exitStatus, c.status)
             << testing::PrintToString(c.args) << (c.results ? c.results : "");

@@ -19,9 +19,9 @@ using namespace Vireo::Datagen;
 bool GenerateAndCalibrate(const Vireo::Testing::TempDir& dir, int samples,
                           Vireo::Tune::CalibrationResult& result, std::string& error) {
     const auto run = Vireo::Testing::Run(VIREO_DATAGEN_EXE,
-                                    {"--out", dir / "d", "--scenes", "chart", "--samples",
-                                     std::to_string(samples), "--grid", "32x24", "--quiet"},
-                                    dir.path());
+                                         {"--out", dir / "d", "--scenes", "chart", "--samples",
+                                          std::to_string(samples), "--grid", "32x24", "--quiet"},
+                                         dir.path());
     EXPECT_EQ(run.exitStatus, 0) << run.standardOutput;
     return Vireo::Tune::Calibrate(dir / "d", dir / "d/ground_truth.csv", result, error);
 }
