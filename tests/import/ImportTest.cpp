@@ -2,7 +2,6 @@
 // program, read back with the driver's readers and run through the driver.
 #include <gtest/gtest.h>
 #include <spng.h>
-#include <tiffio.h>
 
 #include <cmath>
 #include <cstdlib>
@@ -15,9 +14,13 @@
 #include "SampleStats.h"
 #include "TestSupport.h"
 
+#if VIREO_TEST_RAW
+#include <tiffio.h>
+#endif
+
 namespace {
 
-using VireoTest::TempDir;
+using Vireo::Testing::TempDir;
 
 struct Picture {
     int width, height, bits;
@@ -67,9 +70,9 @@ std::string PngBytes(const Picture& p) {
 }
 
 // Standard error joined to standard output.
-VireoTest::RunResult Import(const TempDir& dir, std::vector<std::string> args) {
+Vireo::Testing::RunResult Import(const TempDir& dir, std::vector<std::string> args) {
     args.insert(args.begin(), {"-c", "exec \"$0\" \"$@\" 2>&1", VIREO_IMPORT_EXE});
-    return VireoTest::Run("/bin/sh", args, dir.path());
+    return Vireo::Testing::Run("/bin/sh", args, dir.path());
 }
 
 Vireo::Score::SampleStats Load(const std::string& path) {
@@ -109,9 +112,9 @@ TEST(ImportImages, RegionSumsShareEdgePixelsByArea) {
         SCOPED_TRACE(c.width);
         TempDir dir;
         const Picture p = MakePicture(c.width, c.height, c.bits);
-        VireoTest::MakeDirs(dir / "in");
-        VireoTest::WriteFile(dir / "in/p.png", PngBytes(p));
-        VireoTest::WriteFile(dir / "truth.csv", "file,r,g,b\np.png,0.5,1,0.25\n");
+        Vireo::Testing::MakeDirs(dir / "in");
+        Vireo::Testing::WriteFile(dir / "in/p.png", PngBytes(p));
+        Vireo::Testing::WriteFile(dir / "truth.csv", "file,r,g,b\np.png,0.5,1,0.25\n");
         std::vector<std::string> args = {
             "images",  "--images",  "in",
             "--truth", "truth.csv", "--out",
@@ -164,30 +167,33 @@ TEST(ImportImages, RegionSumsShareEdgePixelsByArea) {
 
 TEST(ImportImages, DriverAndScorerRunOnTheImportedFolder) {
     TempDir dir;
-    VireoTest::MakeDirs(dir / "in");
-    VireoTest::WriteFile(dir / "in/a.png", PngBytes(MakePicture(16, 12, 16)));
-    VireoTest::WriteFile(dir / "in/b.png", PngBytes(MakePicture(16, 12, 8)));
-    VireoTest::WriteFile(
+    Vireo::Testing::MakeDirs(dir / "in");
+    Vireo::Testing::WriteFile(dir / "in/a.png", PngBytes(MakePicture(16, 12, 16)));
+    Vireo::Testing::WriteFile(dir / "in/b.png", PngBytes(MakePicture(16, 12, 8)));
+    Vireo::Testing::WriteFile(
         dir / "truth.csv",
         "file,r,g,b,scene,lux,cct\na.png,0.6,1,0.5,,,\nb,1,2,0.5,chart,1000,6500\n");
     const auto run = Import(dir, {"images", "--images", "in", "--truth", "truth.csv", "--out",
                                   "data", "--grid", "8x6", "--scene", "outdoor_2"});
     ASSERT_EQ(run.exitStatus, 0) << run.standardOutput;
-    EXPECT_EQ(VireoTest::ReadFile(dir / "data/ground_truth.csv"),
+    EXPECT_EQ(Vireo::Testing::ReadFile(dir / "data/ground_truth.csv"),
               Vireo::Datagen::GroundTruthHeader() +
                   "outdoor_2/a.txt,outdoor_2,measured,,,,0.6,0.5,1.66666667,1,2,,260,0\n"
                   "chart/b.txt,chart,measured,,6500,,0.5,0.25,2,1,4,1000,275,0\n");
     EXPECT_EQ(Load(dir / "data/chart/b.txt").header.luxIndex, 275.0f);
+    const auto verify = Import(dir, {"verify", "--images", "in", "--data", "data"});
+    EXPECT_EQ(verify.exitStatus, 0);
+    EXPECT_EQ(verify.standardOutput.rfind("2 images: grey world on pixels vs on regions", 0), 0u);
 
-    VireoTest::WriteFile(dir / "run.cfg",
-                         "tuningFile=" VIREO_TEST_DEFAULT_TUNING "\nawbDLL=" VIREO_TEST_AWB_LIBRARY
-                         "\nawbSimWrapperDLL=" VIREO_TEST_WRAPPER_LIBRARY
-                         "\ndataDir=data\noutputDir=out\n");
-    EXPECT_EQ(VireoTest::Run(VIREO_TEST_DRIVER, {"run.cfg"}, dir.path()).exitStatus, 0);
-    const auto score = VireoTest::Run(VIREO_SCORE_EXE,
-                                      {"--results", "out/awbSimulationOutput.txt", "--truth",
-                                       "data/ground_truth.csv", "--data", "data", "--csv"},
-                                      dir.path());
+    Vireo::Testing::WriteFile(dir / "run.cfg", "tuningFile=" VIREO_TEST_DEFAULT_TUNING
+                                               "\nawbDLL=" VIREO_TEST_AWB_LIBRARY
+                                               "\nawbSimWrapperDLL=" VIREO_TEST_WRAPPER_LIBRARY
+                                               "\ndataDir=data\noutputDir=out\n");
+    EXPECT_EQ(Vireo::Testing::Run(VIREO_TEST_DRIVER, {"run.cfg"}, dir.path()).exitStatus, 0);
+    const auto score = Vireo::Testing::Run(VIREO_SCORE_EXE,
+                                           {"--results", "out/awbSimulationOutput.txt", "--truth",
+                                            "data/ground_truth.csv", "--data", "data", "--csv"},
+                                           dir.path());
     EXPECT_EQ(score.exitStatus, 0) << score.standardOutput;
     // A record for every sample; a mired figure only where the CCT is known.
     auto row = [&](const std::string& start) {
@@ -209,8 +215,8 @@ void ExpectCleanFailure(const TempDir& dir, const std::vector<std::string>& args
     EXPECT_EQ(run.standardOutput.rfind("vireo-import: ", 0), 0u) << run.standardOutput;
     EXPECT_NE(run.standardOutput.find(message), std::string::npos) << run.standardOutput;
     EXPECT_EQ(run.standardOutput.find('\n'), run.standardOutput.size() - 1);
-    EXPECT_FALSE(VireoTest::Exists(dir / "data/ground_truth.csv"));
-    if (!VireoTest::Exists(dir / "data")) return;
+    EXPECT_FALSE(Vireo::Testing::Exists(dir / "data/ground_truth.csv"));
+    if (!Vireo::Testing::Exists(dir / "data")) return;
     for (const auto& entry : std::filesystem::recursive_directory_iterator(dir / "data")) {
         EXPECT_NE(entry.path().filename().string()[0], '.') << entry.path();
         if (entry.is_regular_file()) Load(entry.path().string());
@@ -235,11 +241,11 @@ TEST(ImportImages, BadInputFailsCleanly) {
     };
     for (const auto& c : cases) {
         TempDir dir;
-        VireoTest::MakeDirs(dir / "in");
-        VireoTest::WriteFile(dir / "in/a.png", png);
-        VireoTest::WriteFile(dir / "in/b.png", c.b);
-        VireoTest::WriteFile(dir / "truth.csv", c.truth);
-        VireoTest::WriteFile(dir / "file", "");
+        Vireo::Testing::MakeDirs(dir / "in");
+        Vireo::Testing::WriteFile(dir / "in/a.png", png);
+        Vireo::Testing::WriteFile(dir / "in/b.png", c.b);
+        Vireo::Testing::WriteFile(dir / "truth.csv", c.truth);
+        Vireo::Testing::WriteFile(dir / "file", "");
         ExpectCleanFailure(
             dir,
             {"images", "--images", "in", "--truth", "truth.csv", "--out", c.out, "--grid", "8x6"},
@@ -247,6 +253,7 @@ TEST(ImportImages, BadInputFailsCleanly) {
     }
 }
 
+#if VIREO_TEST_RAW
 // A raw mosaic and how it was taken.
 struct Mosaic {
     int width = 44, height = 26;
@@ -322,7 +329,7 @@ TEST(ImportRaw, SumsComeFromTheTrueCfaPositions) {
         TempDir dir;
         const Mosaic m = MakeMosaic(c.pattern);
         WriteDng(dir / "shot.dng", m);
-        VireoTest::WriteFile(dir / "truth.csv", "file,r,g,b\nshot.dng,0.5,1,0.25\n");
+        Vireo::Testing::WriteFile(dir / "truth.csv", "file,r,g,b\nshot.dng,0.5,1,0.25\n");
         const auto run = Import(
             dir, {"raw", "shot.dng", "--out", "data", "--grid", "4x3",
                   c.greyCard ? "--truth-roi" : "--truth", c.greyCard ? "5,3,6,4" : "truth.csv"});
@@ -379,7 +386,7 @@ TEST(ImportRaw, BadInputFailsCleanly) {
     TempDir dir;
     WriteDng(dir / "a.dng", MakeMosaic({0, 1, 1, 2}));
     WriteDng(dir / "b.dng", MakeMosaic({1, 1, 1, 2}));
-    VireoTest::WriteFile(dir / "c.dng", "not a raw file");
+    Vireo::Testing::WriteFile(dir / "c.dng", "not a raw file");
     ExpectCleanFailure(
         dir, {"raw", "a.dng", "b.dng", "--out", "data", "--grid", "4x3", "--truth-roi", "0,0,4,4"},
         "b.dng: unknown CFA pattern");
@@ -389,5 +396,7 @@ TEST(ImportRaw, BadInputFailsCleanly) {
         dir, {"raw", "a.dng", "--out", "data", "--grid", "30x3", "--truth-roi", "0,0,4,4"},
         "a.dng: a 44x26 visible area is too small for a 30x3 grid");
 }
+
+#endif  // VIREO_TEST_RAW
 
 }  // namespace

@@ -26,6 +26,10 @@ bool ReadRaw(const std::string& path, CfaImage& image, Exposure& exposure, std::
         error = "no single-channel colour filter mosaic (linear or multi-channel raw data)";
         return false;
     }
+    if (raw->is_fuji_rotated()) {
+        error = "a 45-degree rotated (Fuji SuperCCD) mosaic is not read";
+        return false;
+    }
     if (filters < 1000) {
         error = "unknown CFA pattern (not a 2x2 repeat, e.g. X-Trans)";
         return false;

@@ -89,13 +89,22 @@ bool Fail(const std::string& message) {
     return false;
 }
 
+// Bad usage: the reason and the usage text, status 1 for ParseArgs.
+int UsageError(const std::string& message) {
+    Fail(message + "\n" + kUsage);
+    return 1;
+}
+
 // 0 to go on, 1 for bad usage, 2 after --help.
 int ParseArgs(int argc, char** argv, Options& o) {
-    if (argc < 2) return Fail(std::string("no command\n") + kUsage), 1;
+    if (argc < 2) return UsageError("no command");
     o.command = argv[1];
-    if (o.command == "--help" || o.command == "-h") return std::fputs(kUsage, stdout), 2;
+    if (o.command == "--help" || o.command == "-h") {
+        std::fputs(kUsage, stdout);
+        return 2;
+    }
     if (o.command != "images" && o.command != "raw" && o.command != "verify") {
-        return Fail("unknown command " + o.command + "\n" + kUsage), 1;
+        return UsageError("unknown command " + o.command);
     }
     for (int i = 2; i < argc; ++i) {
         const std::string a = argv[i];
@@ -143,12 +152,11 @@ int ParseArgs(int argc, char** argv, Options& o) {
             for (size_t k = 0; ok && k < 4; ++k) o.roi[k] = static_cast<int>(numbers[k]);
             o.hasRoi = ok;
         } else {
-            return Fail("unknown option " + a + "\n" + kUsage), 1;
+            return UsageError("unknown option " + a);
         }
         if (!ok) {
-            return Fail("bad or missing value for " + a + (value ? std::string(" ") + value : "") +
-                        "\n" + kUsage),
-                   1;
+            return UsageError("bad or missing value for " + a +
+                              (value ? std::string(" ") + value : ""));
         }
         ++i;
     }
@@ -161,8 +169,11 @@ int ParseArgs(int argc, char** argv, Options& o) {
     if (o.command == "verify" && (o.images.empty() || o.data.empty()))
         missing = "verify needs --images and --data";
     if (!raw && !o.files.empty()) missing = "unexpected argument " + o.files.front();
-    if (!missing.empty()) return Fail(missing + "\n" + kUsage), 1;
-    if (o.white > 0 && o.white <= o.black) return Fail("--white must be above --black"), 1;
+    if (raw && (o.white > 0 || o.black != 0))
+        missing = "raw takes white and black levels from the file, not --white or --black";
+    if (!raw && o.hasRoi) missing = "--truth-roi is for raw files";
+    if (o.white > 0 && o.white <= o.black) missing = "--white must be above --black";
+    if (!missing.empty()) return UsageError(missing);
     if (o.clipFraction < 0) o.clipFraction = raw ? 1.0 : 0.98;
     return 0;
 }
@@ -255,9 +266,19 @@ struct Imported {
     double luxIndex;
 };
 
+// Sample paths already written in this run, with the picture each came from.
+using Written = std::map<std::string, std::string>;
+
 // One sample file and its ground-truth row.
 bool WriteSample(const Options& o, const std::string& source, const GridStats& stats,
-                 const Imported& item, std::vector<Vireo::Datagen::TruthRow>& truth) {
+                 const Imported& item, Written& written,
+                 std::vector<Vireo::Datagen::TruthRow>& truth) {
+    // Two pictures of one name but for the extension (a.png, a.PNG; a.dng
+    // and a.nef) would make one sample.
+    if (const auto it = written.find(item.path); it != written.end()) {
+        return Fail(source + ": makes the same sample " + item.path + " as " + it->second);
+    }
+    written[item.path] = source;
     std::string error;
     if (!WriteFileAtomically(o.out + "/" + item.path, FormatSample(stats, o.grid, item.luxIndex),
                              error)) {
@@ -310,6 +331,7 @@ bool ImportImages(const Options& o) {
     if (!MakeDataFolders(o.out)) return false;
 
     std::vector<Vireo::Datagen::TruthRow> truth;
+    Written written;
     for (size_t i = 0; i < names.size(); ++i) {
         const std::string source = o.images + "/" + names[i];
         const TruthInput& row = *matched[i];
@@ -326,7 +348,7 @@ bool ImportImages(const Options& o) {
             (row.scene.empty() ? o.scene : row.scene) + "/" + Stem(names[i]) + ".txt", &row,
             row.r / row.g, row.b / row.g,
             std::isfinite(row.lux) ? LuxIndexFromLux(row.lux) : o.luxIndex};
-        if (!WriteSample(o, source, stats, item, truth)) return false;
+        if (!WriteSample(o, source, stats, item, written, truth)) return false;
     }
     return WriteTruth(o, truth);
 }
@@ -375,7 +397,7 @@ bool ImportRaw(const Options& o) {
     }
     if (!MakeDataFolders(o.out)) return false;
     std::vector<Vireo::Datagen::TruthRow> truth;
-    std::map<std::string, std::string> written;  // sample path -> source
+    Written written;
     for (size_t i = 0; i < o.files.size(); ++i) {
         const std::string& source = o.files[i];
         const TruthInput* row = matched[i];
@@ -401,12 +423,7 @@ bool ImportRaw(const Options& o) {
         item.luxIndex = std::isfinite(lux) ? LuxIndexFromLux(lux) : o.luxIndex;
         const std::string scene = row != nullptr && !row->scene.empty() ? row->scene : o.scene;
         item.path = scene + "/" + Stem(BaseName(source)) + ".txt";
-        if (written.count(item.path)) {
-            return Fail(source + ": makes the same sample " + item.path + " as " +
-                        written[item.path]);
-        }
-        written[item.path] = source;
-        if (!WriteSample(o, source, stats, item, truth)) return false;
+        if (!WriteSample(o, source, stats, item, written, truth)) return false;
     }
     return WriteTruth(o, truth);
 }
