@@ -115,11 +115,11 @@ TEST_F(TuneTool, LearnedTuningCompilesAndCrossValidationBeatsGreyWorld) {
                               .c_str()),
               0);
     ASSERT_EQ(Tool("learn --data '" + data + "' --out " + Path("t.yaml")), 0) << err_;
-    const std::string yaml = VireoTest::ReadFile(dir_ / "t.yaml");
+    const std::string yaml = Vireo::Testing::ReadFile(dir_ / "t.yaml");
     EXPECT_NE(yaml.find("from the ground truth's CCT (24 of 24 whites)"), std::string::npos);
     EXPECT_NE(yaml.find("mode: learned\n"), std::string::npos);
     ASSERT_EQ(Tool("compile " + Path("t.yaml") + " " + Path("t.bin")), 0) << err_;
-    EXPECT_EQ(VireoTest::ReadFile(dir_ / "t.bin")[4], 2);
+    EXPECT_EQ(Vireo::Testing::ReadFile(dir_ / "t.bin")[4], 2);
 
     ASSERT_EQ(Tool("crossval --data '" + data + "' --folds 2 --csv"), 0) << err_;
     double learned[5] = {}, grey[5] = {};
@@ -137,7 +137,7 @@ TEST_F(TuneTool, LearnedTuningCompilesAndCrossValidationBeatsGreyWorld) {
 
     // Without CCTs in the truth and without a profile: the documented fallback.
     std::string truth;
-    for (const std::string& line : VireoTest::ReadLines(data + "/ground_truth.csv")) {
+    for (const std::string& line : Vireo::Testing::ReadLines(data + "/ground_truth.csv")) {
         size_t at = 0;
         for (int comma = 0; comma < 4; ++comma) at = line.find(',', at) + 1;
         truth += truth.empty() ? line + "\n"
@@ -148,7 +148,7 @@ TEST_F(TuneTool, LearnedTuningCompilesAndCrossValidationBeatsGreyWorld) {
                    Path("f.yaml")),
               0)
         << err_;
-    EXPECT_NE(VireoTest::ReadFile(dir_ / "f.yaml").find("no CCT and no profile"),
+    EXPECT_NE(Vireo::Testing::ReadFile(dir_ / "f.yaml").find("no CCT and no profile"),
               std::string::npos);
 }
 #endif
@@ -158,7 +158,7 @@ TEST_F(TuneTool, LearnAndCrossvalRefuseBadUse) {
     EXPECT_EQ(Tool("crossval --data " + Path("none") + " --folds 1"), 2);
     EXPECT_EQ(Tool("learn --data " + Path("none") + " --out " + Path("x.yaml")), 1);
     EXPECT_NE(err_.find("ground_truth.csv"), std::string::npos) << err_;
-    EXPECT_FALSE(VireoTest::Exists(dir_ / "x.yaml"));
+    EXPECT_FALSE(Vireo::Testing::Exists(dir_ / "x.yaml"));
     EXPECT_EQ(Tool("learn --help"), 0);
     EXPECT_NE(out_.find("usage: vireo-tune learn"), std::string::npos);
 }
