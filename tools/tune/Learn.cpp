@@ -142,7 +142,7 @@ bool LearnCurve(const std::vector<LabelledSample>& samples, const std::string& p
         lowest = std::min(lowest, w.mired), highest = std::max(highest, w.mired);
     if (known.size() >= 2 && highest - lowest >= 20.0) {
         curve = FitCurve(known);
-        source = "the ground truth's CCT (" + std::to_string(known.size()) + " of " +
+        source = "taken from the ground truth's CCT (" + std::to_string(known.size()) + " of " +
                  std::to_string(all.size()) + " whites)";
         return true;
     }
@@ -158,7 +158,7 @@ bool LearnCurve(const std::vector<LabelledSample>& samples, const std::string& p
             w.mired = 1e6 / kelvin;
         }
         curve = FitCurve(all);
-        source = "the colour matrices of " + profilePath;
+        source = "computed from the colour matrices of " + profilePath;
         return true;
     }
     // The fallback: order along the whites' main axis.
@@ -187,8 +187,8 @@ bool LearnCurve(const std::vector<LabelledSample>& samples, const std::string& p
     }
     curve = FitCurve(all);
     source =
-        "no CCT and no profile: the whites' main axis, its 5th to 95th percentile taken as "
-        "2700 to 7000 K";
+        "a fallback (no CCT in the truth, no --profile): the whites ordered along their main "
+        "axis, its 5th to 95th percentile taken as 2700 to 7000 K";
     return true;
 }
 
@@ -300,6 +300,29 @@ lbfgsfloatval_t Evaluate(void* instance, const lbfgsfloatval_t* x, lbfgsfloatval
             for (int k = 0; k < cells; ++k) {
                 p.grad[k] += p.z[k] * ((k / n - mu) * gu + (k % n - mv) * gv);
             }
+            if (s.gaussianWeight > 0.0) {
+                double suu = 0.0, suv = 0.0, svv = 0.0;
+                for (int k = 0; k < cells; ++k) {
+                    const double du = k / n - mu, dv = k % n - mv;
+                    suu += p.z[k] * du * du, suv += p.z[k] * du * dv, svv += p.z[k] * dv * dv;
+                }
+                const double a = suu + s.covarianceFloor, c = svv + s.covarianceFloor, b = suv;
+                const double det = a * c - b * b;
+                const double ia = c / det, ib = -b / det, ic = a / det;  // the inverse
+                const double du = tu - mu, dv = tv - mv;
+                const double wu = ia * du + ib * dv, wv = ib * du + ic * dv;  // inverse * d
+                loss += perSample * s.gaussianWeight * 0.5 * (du * wu + dv * wv + std::log(det));
+                // d/dmean = -inverse * d; d/dcovariance = (inverse - w w^T) / 2.
+                const double w = s.gaussianWeight;
+                const double guu = 0.5 * w * (ia - wu * wu), guv = 0.5 * w * (ib - wu * wv),
+                             gvv = 0.5 * w * (ic - wv * wv);
+                const double trace = guu * suu + 2.0 * guv * suv + gvv * svv;
+                for (int k = 0; k < cells; ++k) {
+                    const double ku = k / n - mu, kv = k % n - mv;
+                    p.grad[k] += p.z[k] * (-w * (ku * wu + kv * wv) + guu * ku * ku +
+                                           2.0 * guv * ku * kv + gvv * kv * kv - trace);
+                }
+            }
         }
         for (int k = 0; k < cells; ++k) {
             p.grad[k] *= perSample;
@@ -340,6 +363,8 @@ LearnSettings DefaultLearnSettings() {
                                                       {"meanErrorWeight", &s.meanErrorWeight},
                                                       {"crossEntropyWeight", &s.crossEntropyWeight},
                                                       {"errorSmoothing", &s.errorSmoothing},
+                                                      {"gaussianWeight", &s.gaussianWeight},
+                                                      {"covarianceFloor", &s.covarianceFloor},
                                                       {"filterSmoothness", &s.filterSmoothness},
                                                       {"filterSize", &s.filterSize},
                                                       {"biasSmoothness", &s.biasSmoothness},
@@ -556,8 +581,8 @@ int RunLearn(int argc, char** argv) {
         return 1;
     }
     std::string yaml = "# Learned by vireo-tune learn from " + std::to_string(samples.size()) +
-                       " labelled samples in " + data + ".\n# CT of the curve points: from " +
-                       source + ".\n";
+                       " labelled samples in " + data + ".\n# CT of the curve points: " + source +
+                       ".\n";
     yaml += Vireo::Tuning::ToYaml(params);
     // Written beside the target and renamed: never half a tuning.
     const std::string temporary = out + ".partial";
