@@ -22,26 +22,27 @@ struct Grid {
     float invWidth;
 };
 
-// Shares weight w between the four bin centres around (u, v); a point
-// outside the grid of centres (or not a number) is left out. Returns the
-// weight added.
-inline float Splat(const Grid grid, float u, float v, float w, float* hist) {
+// Shares weight w between the four bin centres around (u, v) of hist, and
+// weight w2 likewise in hist2 (null for none); a point outside the grid of
+// centres (or not a number) is left out. Returns whether it was added.
+inline bool Splat(const Grid grid, float u, float v, float w, float* hist, float w2, float* hist2) {
     const float pu = (u - grid.uStart) * grid.invWidth;
     const float pv = (v - grid.vStart) * grid.invWidth;
-    if (!(pu >= 0.0f && pu <= grid.last && pv >= 0.0f && pv <= grid.last)) return 0.0f;
+    if (!(pu >= 0.0f && pu <= grid.last && pv >= 0.0f && pv <= grid.last)) return false;
     const int n = grid.n;
     const int iu = std::min(static_cast<int>(pu), n - 2);
     const int iv = std::min(static_cast<int>(pv), n - 2);
     const float fu = pu - static_cast<float>(iu);
     const float fv = pv - static_cast<float>(iv);
-    float* at = hist + iu * n + iv;
-    const float wu = w * fu;
-    const float wl = w - wu;
-    at[0] += wl - wl * fv;
-    at[1] += wl * fv;
-    at[n] += wu - wu * fv;
-    at[n + 1] += wu * fv;
-    return w;
+    const float shares[4] = {(1.0f - fu) * (1.0f - fv), (1.0f - fu) * fv, fu * (1.0f - fv),
+                             fu * fv};
+    const int at = iu * n + iv;
+    const int offsets[4] = {0, 1, n, n + 1};
+    for (int c = 0; c < 4; ++c) hist[at + offsets[c]] += w * shares[c];
+    if (hist2 != nullptr) {
+        for (int c = 0; c < 4; ++c) hist2[at + offsets[c]] += w2 * shares[c];
+    }
+    return true;
 }
 
 void Normalise(float total, int cells, float* hist) {
@@ -87,11 +88,13 @@ void BoxSums(const float* in, int cols, int rows, int stride, float* row, float*
 
 void LearnedHistograms(const Tuning::LearnedModel& m, const VireoAwbFrame& frame, const float* r,
                        const float* g, const float* b, const float* selected, float lnRFactor,
-                       float lnBFactor, float* means, float* contrast, std::vector<float>* work) {
+                       float lnBFactor, float* means, float* contrast, float* bright,
+                       std::vector<float>* work) {
     const int n = static_cast<int>(m.bins);
     const int cells = n * n;
     std::fill(means, means + cells, 0.0f);
     std::fill(contrast, contrast + cells, 0.0f);
+    std::fill(bright, bright + cells, 0.0f);
     const int count = frame.regions != nullptr ? std::max(frame.regionCount, 0) : 0;
     if (count == 0) return;
     int cols = frame.horizontalRegionCount;
@@ -125,6 +128,7 @@ void LearnedHistograms(const Tuning::LearnedModel& m, const VireoAwbFrame& frame
     float* pr = planes + 15 * stride;
     float* pg = planes + 16 * stride;
     float* pb = planes + 17 * stride;
+    float brightest = 0.0f;
     for (int y = 0; y < rows; ++y) {
         for (int x = 0; x < pooledCols; ++x) {
             float w = 0.0f, sr = 0.0f, sg = 0.0f, sb = 0.0f;
@@ -150,6 +154,7 @@ void LearnedHistograms(const Tuning::LearnedModel& m, const VireoAwbFrame& frame
             planes[stride + j] = chosen * pg[j];
             planes[2 * stride + j] = chosen * pb[j];
             planes[3 * stride + j] = chosen;
+            if (w > 0.0f) brightest = std::max(brightest, std::max(pr[j], std::max(pg[j], pb[j])));
         }
     }
     // The lanes past the last pooled region: nothing selected, zero sums.
@@ -192,16 +197,27 @@ void LearnedHistograms(const Tuning::LearnedModel& m, const VireoAwbFrame& frame
     const Grid grid{n, static_cast<float>(n - 1), m.uStart, m.vStart, 1.0f / m.binWidth};
     float totalMeans = 0.0f;
     float totalContrast = 0.0f;
+    float totalBright = 0.0f;
+    const float inverseBrightest = brightest > 0.0f ? 1.0f / (3.0f * brightest) : 0.0f;
     for (int j = 0; j < pooled; ++j) {
         const float weight = weights[j];
         if (weight == 0.0f) continue;
-        totalMeans += Splat(grid, meanU[j], meanV[j], weight, means);
+        const float level = (pr[j] + pg[j] + pb[j]) * inverseBrightest;  // L / M
+        const float squared = level * level;
+        const float brightWeight = weight * squared * squared;
+        if (Splat(grid, meanU[j], meanV[j], weight, means, brightWeight, bright)) {
+            totalMeans += weight;
+            totalBright += brightWeight;
+        }
         if (hasContrast[j] != 0.0f) {
-            totalContrast += Splat(grid, contrastU[j], contrastV[j], weight, contrast);
+            if (Splat(grid, contrastU[j], contrastV[j], weight, contrast, 0.0f, nullptr)) {
+                totalContrast += weight;
+            }
         }
     }
     Normalise(totalMeans, cells, means);
     Normalise(totalContrast, cells, contrast);
+    Normalise(totalBright, cells, bright);
 }
 
 void InitLearned(const Tuning::LearnedModel& model, LearnedState* s) {
@@ -219,6 +235,7 @@ void InitLearned(const Tuning::LearnedModel& model, LearnedState* s) {
     };
     spectrum(model.filterMeans, &s->meansRe, &s->meansIm);
     spectrum(model.filterContrast, &s->contrastRe, &s->contrastIm);
+    spectrum(model.filterBright, &s->brightRe, &s->brightIm);
     // The bias is added to the convolution's result; in the frequency domain
     // it is one more term of the sum, which saves a pass over the bins.
     spectrum(model.bias, &s->biasRe, &s->biasIm);
@@ -226,10 +243,12 @@ void InitLearned(const Tuning::LearnedModel& model, LearnedState* s) {
     s->im.assign(cells, 0.0f);
     s->histMeans.assign(cells, 0.0f);
     s->histContrast.assign(cells, 0.0f);
+    s->histBright.assign(cells, 0.0f);
+    s->brightScratch.assign(cells, 0.0f);
 }
 
 LearnedWhite LearnedPosterior(LearnedState* s, const float* means, const float* contrast,
-                              float* logPosterior) {
+                              const float* bright, float* logPosterior) {
     const Tuning::LearnedModel& m = s->model;
     const int n = static_cast<int>(m.bins);
     const int cells = n * n;
@@ -240,6 +259,12 @@ LearnedWhite LearnedPosterior(LearnedState* s, const float* means, const float* 
     if (re != means) std::copy(means, means + cells, re);
     if (im != contrast) std::copy(contrast, contrast + cells, im);
     ForwardFft(s->fft, re, im);
+    // The bright histogram on its own (its imaginary part zero).
+    float* br = s->histBright.data();
+    float* bi = s->brightScratch.data();
+    if (br != bright) std::copy(bright, bright + cells, br);
+    std::fill(bi, bi + cells, 0.0f);
+    ForwardFft(s->fft, br, bi);
     float* yr = s->re.data();
     float* yi = s->im.data();
     for (int a = 0; a < n; ++a) {
@@ -253,9 +278,11 @@ LearnedWhite LearnedPosterior(LearnedState* s, const float* means, const float* 
             const float c1r = 0.5f * (im[k] + im[kc]);
             const float c1i = -0.5f * (re[k] - re[kc]);
             yr[k] = m1r * s->meansRe[k] - m1i * s->meansIm[k] + c1r * s->contrastRe[k] -
-                    c1i * s->contrastIm[k] + s->biasRe[k];
+                    c1i * s->contrastIm[k] + br[k] * s->brightRe[k] - bi[k] * s->brightIm[k] +
+                    s->biasRe[k];
             yi[k] = m1r * s->meansIm[k] + m1i * s->meansRe[k] + c1r * s->contrastIm[k] +
-                    c1i * s->contrastRe[k] + s->biasIm[k];
+                    c1i * s->contrastRe[k] + br[k] * s->brightIm[k] + bi[k] * s->brightRe[k] +
+                    s->biasIm[k];
         }
     }
     InverseFft(s->fft, yr, yi);

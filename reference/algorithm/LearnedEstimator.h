@@ -1,7 +1,8 @@
 // The learned white balance (mode learned), of the "fast Fourier colour
 // constancy" kind: two histograms of the sample in the log-chromaticity
 // plane u = ln(G/R), v = ln(G/B) - one of the region means, one of their
-// local contrast over the region grid - are each convolved with a learned
+// local contrast over the region grid, one of the region means weighted
+// towards the brightest - are each convolved with a learned
 // filter, a learned bias map is added, and the softmax of the sum is a
 // posterior over the white point. Its mean is the estimate; its spread says
 // how sure the estimate is. vireo-tune learn fits the filters and the bias
@@ -26,12 +27,15 @@ namespace Awb {
 // zero when nothing fell into it). A chromaticity is shared between the four
 // nearest bin centres; one outside the grid is left out. The local contrast
 // of a region is, per channel, the absolute difference between its mean and
-// the mean of the selected regions in its 3 x 3 neighbourhood. work is
-// scratch, resized as needed.
+// the mean of the selected regions in its 3 x 3 neighbourhood. The bright
+// histogram holds the region means again, each weight times (L / M)^4, L
+// the region's mean of R, G and B, M the largest channel mean of the
+// sample: bright surfaces (white ones, highlights) show the light's colour
+// most. work is scratch, resized as needed.
 void LearnedHistograms(const Tuning::LearnedModel& model, const VireoAwbFrame& frame,
                        const float* r, const float* g, const float* b, const float* selected,
                        float lnRFactor, float lnBFactor, float* means, float* contrast,
-                       std::vector<float>* work);
+                       float* bright, std::vector<float>* work);
 
 // What the posterior tells.
 struct LearnedWhite {
@@ -47,20 +51,21 @@ struct LearnedState {
     SmallFft fft;
     // Spectra of the two filters and of the bias, 1/n^2 folded in so the
     // inverse transform needs no scaling (the FFT's transposed layout).
-    std::vector<float> meansRe, meansIm, contrastRe, contrastIm, biasRe, biasIm;
+    std::vector<float> meansRe, meansIm, contrastRe, contrastIm, brightRe, brightIm, biasRe, biasIm;
     // Scratch reused from sample to sample.
-    std::vector<float> re, im;                   // n^2
-    std::vector<float> histMeans, histContrast;  // n^2
-    std::vector<float> work;                     // per region, for the contrast
+    std::vector<float> re, im;                               // n^2
+    std::vector<float> histMeans, histContrast, histBright;  // n^2
+    std::vector<float> brightScratch;                        // n^2, its transform's imaginary part
+    std::vector<float> work;                                 // per region, for the contrast
 };
 
 // model must have passed Tuning::Validate with bins > 0.
 void InitLearned(const Tuning::LearnedModel& model, LearnedState* state);
 
-// The posterior of two histograms (from LearnedHistograms); writes the
+// The posterior of the three histograms (from LearnedHistograms); writes the
 // unnormalised log posterior (n^2 floats) into logPosterior when not null.
 LearnedWhite LearnedPosterior(LearnedState* state, const float* means, const float* contrast,
-                              float* logPosterior);
+                              const float* bright, float* logPosterior);
 
 }  // namespace Awb
 }  // namespace Vireo

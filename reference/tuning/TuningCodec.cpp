@@ -80,7 +80,8 @@ void EncodePayload(const TuningParams& p, std::vector<uint8_t>* out) {
     if (m.bins == 0) return;
     w.U32(m.bins);
     for (float value : {m.binWidth, m.uStart, m.vStart}) w.F32(value);
-    for (const std::vector<float>* map : {&m.filterMeans, &m.filterContrast, &m.bias}) {
+    for (const std::vector<float>* map :
+         {&m.filterMeans, &m.filterContrast, &m.filterBright, &m.bias}) {
         for (float value : *map) w.F32(value);
     }
 }
@@ -89,7 +90,8 @@ bool DecodeLearned(ByteReader* r, LearnedModel* m) {
     if (!r->U32(&m->bins) || m->bins == 0 || m->bins > kMaxLearnedBins) return false;
     if (!r->F32(&m->binWidth) || !r->F32(&m->uStart) || !r->F32(&m->vStart)) return false;
     const size_t cells = static_cast<size_t>(m->bins) * m->bins;
-    for (std::vector<float>* map : {&m->filterMeans, &m->filterContrast, &m->bias}) {
+    for (std::vector<float>* map :
+         {&m->filterMeans, &m->filterContrast, &m->filterBright, &m->bias}) {
         map->resize(cells);
         for (float& value : *map) {
             if (!r->F32(&value)) return false;

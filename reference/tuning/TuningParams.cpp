@@ -39,7 +39,8 @@ std::string ValidatePrior(const char* key, const std::vector<PriorPoint>& prior)
 
 std::string ValidateLearned(const LearnedModel& m) {
     if (m.bins == 0) {
-        const bool empty = m.filterMeans.empty() && m.filterContrast.empty() && m.bias.empty();
+        const bool empty = m.filterMeans.empty() && m.filterContrast.empty() &&
+                           m.filterBright.empty() && m.bias.empty();
         return empty ? std::string() : "learned maps given without learned bins";
     }
     if (m.bins < kMinLearnedBins || m.bins > kMaxLearnedBins || (m.bins & (m.bins - 1)) != 0) {
@@ -52,7 +53,8 @@ std::string ValidateLearned(const LearnedModel& m) {
         return "learned u_start and v_start must lie in [-16, 16]";
     }
     const size_t cells = static_cast<size_t>(m.bins) * m.bins;
-    for (const std::vector<float>* map : {&m.filterMeans, &m.filterContrast, &m.bias}) {
+    for (const std::vector<float>* map :
+         {&m.filterMeans, &m.filterContrast, &m.filterBright, &m.bias}) {
         if (map->size() != cells) return "learned maps must hold bins x bins values each";
         for (float value : *map) {
             if (!InRange(value, -1e6f, 1e6f)) return "learned map values must be finite";
@@ -66,7 +68,8 @@ std::string ValidateLearned(const LearnedModel& m) {
 bool operator==(const LearnedModel& a, const LearnedModel& b) {
     return a.bins == b.bins && a.binWidth == b.binWidth && a.uStart == b.uStart &&
            a.vStart == b.vStart && a.filterMeans == b.filterMeans &&
-           a.filterContrast == b.filterContrast && a.bias == b.bias;
+           a.filterContrast == b.filterContrast && a.filterBright == b.filterBright &&
+           a.bias == b.bias;
 }
 
 bool operator==(const TuningParams& a, const TuningParams& b) {

@@ -29,10 +29,11 @@ inline constexpr size_t kMaxPriorPoints = 32;
 // The learned estimator's model (mode learned; vireo-tune learn makes it). A
 // posterior over the white point on a square grid of bins in the plane
 // u = ln(G/R), v = ln(G/B) of the golden module: the bin [i][j] is centred
-// at (uStart + i * binWidth, vStart + j * binWidth). Three maps of
+// at (uStart + i * binWidth, vStart + j * binWidth). Four maps of
 // bins x bins values, row-major in u: the filters applied (circularly) to
 // the histogram of region chromaticities and to the histogram of their
-// local contrast, and a bias added to the result before the softmax.
+// local contrast, and to the histogram of the bright regions, and a bias
+// added to the result before the softmax.
 struct LearnedModel {
     uint32_t bins = 0;  // 0: no model; else a power of two in 8..64
     float binWidth = 0.0f;
@@ -40,6 +41,7 @@ struct LearnedModel {
     float vStart = 0.0f;
     std::vector<float> filterMeans;
     std::vector<float> filterContrast;
+    std::vector<float> filterBright;
     std::vector<float> bias;
 };
 

@@ -61,19 +61,21 @@ Tuning::LearnedModel RandomModel(uint32_t n) {
     m.vStart = -1.5f;
     m.filterMeans = Noise(n * n, 3);
     m.filterContrast = Noise(n * n, 4);
+    m.filterBright = Noise(n * n, 8);
     m.bias = Noise(n * n, 5);
     for (float& value : m.filterMeans) value *= 20.0f;
     return m;
 }
 
-TEST(LearnedPosterior, IsTheCircularConvolutionOfBothHistogramsPlusTheBias) {
+TEST(LearnedPosterior, IsTheCircularConvolutionOfTheHistogramsPlusTheBias) {
     const uint32_t n = 16;
     const Tuning::LearnedModel m = RandomModel(n);
     Awb::LearnedState state;
     Awb::InitLearned(m, &state);
-    std::vector<float> means = Noise(n * n, 6), contrast = Noise(n * n, 7), logPosterior(n * n);
-    const Awb::LearnedWhite white =
-        Awb::LearnedPosterior(&state, means.data(), contrast.data(), logPosterior.data());
+    std::vector<float> means = Noise(n * n, 6), contrast = Noise(n * n, 7),
+                       bright = Noise(n * n, 10), logPosterior(n * n);
+    const Awb::LearnedWhite white = Awb::LearnedPosterior(&state, means.data(), contrast.data(),
+                                                          bright.data(), logPosterior.data());
     std::vector<double> z(n * n);
     double peak = -1e300;
     for (uint32_t i = 0; i < n; ++i) {
@@ -83,7 +85,8 @@ TEST(LearnedPosterior, IsTheCircularConvolutionOfBothHistogramsPlusTheBias) {
                 for (uint32_t b = 0; b < n; ++b) {
                     const uint32_t f = ((i - a) & (n - 1)) * n + ((j - b) & (n - 1));
                     sum += means[a * n + b] * m.filterMeans[f] +
-                           contrast[a * n + b] * m.filterContrast[f];
+                           contrast[a * n + b] * m.filterContrast[f] +
+                           bright[a * n + b] * m.filterBright[f];
                 }
             }
             z[i * n + j] = sum;

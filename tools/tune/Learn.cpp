@@ -194,19 +194,23 @@ bool LearnCurve(const std::vector<LabelledSample>& samples, const std::string& p
 
 // ---- the learned maps ------------------------------------------------------
 
+// The histograms the library makes: means, contrast, bright. The parameters
+// are their filters and then the bias, bins x bins each.
+constexpr int kChannels = 3;
+
 struct Problem {
     const LearnSettings* settings;
     int n = 0;
-    int half = 0;                           // n / 2 + 1 columns of a real transform
-    std::vector<Complex*> means, contrast;  // per sample, spectra of the histograms
-    std::vector<double> truthU, truthV;     // in bins
+    int half = 0;  // n / 2 + 1 columns of a real transform
+    // Per histogram (means, contrast, bright): per sample, its spectrum; the
+    // filter's spectrum; the gradient's.
+    std::vector<Complex*> histograms[kChannels];
+    Complex* filter[kChannels] = {};
+    Complex* gradient[kChannels] = {};
+    std::vector<double> truthU, truthV;  // in bins
     fftw_plan forward = nullptr, inverse = nullptr;
     double* real = nullptr;
     Complex* spectrum = nullptr;
-    Complex* filterMeans = nullptr;
-    Complex* filterContrast = nullptr;
-    Complex* gradMeans = nullptr;
-    Complex* gradContrast = nullptr;
     std::vector<double> z, grad;
     bool fullLoss = false;
 };
@@ -241,27 +245,26 @@ lbfgsfloatval_t Evaluate(void* instance, const lbfgsfloatval_t* x, lbfgsfloatval
     Problem& p = *static_cast<Problem*>(instance);
     const LearnSettings& s = *p.settings;
     const int n = p.n, cells = n * n, halfCells = n * p.half;
-    const double* fMeans = x;
-    const double* fContrast = x + cells;
-    const double* bias = x + 2 * cells;
-    std::fill(g, g + 3 * cells, 0.0);
-    std::copy(fMeans, fMeans + cells, p.real);
-    fftw_execute_dft_r2c(p.forward, p.real, p.filterMeans);
-    std::copy(fContrast, fContrast + cells, p.real);
-    fftw_execute_dft_r2c(p.forward, p.real, p.filterContrast);
-    std::memset(p.gradMeans, 0, sizeof(Complex) * halfCells);
-    std::memset(p.gradContrast, 0, sizeof(Complex) * halfCells);
+    const double* bias = x + kChannels * cells;
+    std::fill(g, g + (kChannels + 1) * cells, 0.0);
+    for (int c = 0; c < kChannels; ++c) {
+        std::copy(x + c * cells, x + (c + 1) * cells, p.real);
+        fftw_execute_dft_r2c(p.forward, p.real, p.filter[c]);
+        std::memset(p.gradient[c], 0, sizeof(Complex) * halfCells);
+    }
     const double inverseCells = 1.0 / cells;
-    const double perSample = 1.0 / static_cast<double>(p.means.size());
+    const size_t samples = p.histograms[0].size();
+    const double perSample = 1.0 / static_cast<double>(samples);
     double loss = 0.0;
-    for (size_t sample = 0; sample < p.means.size(); ++sample) {
-        const Complex* a = p.means[sample];
-        const Complex* b = p.contrast[sample];
-        for (int k = 0; k < halfCells; ++k) {
-            p.spectrum[k][0] = a[k][0] * p.filterMeans[k][0] - a[k][1] * p.filterMeans[k][1] +
-                               b[k][0] * p.filterContrast[k][0] - b[k][1] * p.filterContrast[k][1];
-            p.spectrum[k][1] = a[k][0] * p.filterMeans[k][1] + a[k][1] * p.filterMeans[k][0] +
-                               b[k][0] * p.filterContrast[k][1] + b[k][1] * p.filterContrast[k][0];
+    for (size_t sample = 0; sample < samples; ++sample) {
+        std::memset(p.spectrum, 0, sizeof(Complex) * halfCells);
+        for (int c = 0; c < kChannels; ++c) {
+            const Complex* a = p.histograms[c][sample];
+            const Complex* f = p.filter[c];
+            for (int k = 0; k < halfCells; ++k) {
+                p.spectrum[k][0] += a[k][0] * f[k][0] - a[k][1] * f[k][1];
+                p.spectrum[k][1] += a[k][0] * f[k][1] + a[k][1] * f[k][0];
+            }
         }
         fftw_execute_dft_c2r(p.inverse, p.spectrum, p.real);
         double peak = -1e300;
@@ -326,28 +329,29 @@ lbfgsfloatval_t Evaluate(void* instance, const lbfgsfloatval_t* x, lbfgsfloatval
         }
         for (int k = 0; k < cells; ++k) {
             p.grad[k] *= perSample;
-            g[2 * cells + k] += p.grad[k];
+            g[kChannels * cells + k] += p.grad[k];
             p.real[k] = p.grad[k];
         }
         fftw_execute_dft_r2c(p.forward, p.real, p.spectrum);
-        for (int k = 0; k < halfCells; ++k) {
-            // conj(histogram) * gradient: the correlation that is dL/dfilter.
-            const double gr = p.spectrum[k][0], gi = p.spectrum[k][1];
-            p.gradMeans[k][0] += a[k][0] * gr + a[k][1] * gi;
-            p.gradMeans[k][1] += a[k][0] * gi - a[k][1] * gr;
-            p.gradContrast[k][0] += b[k][0] * gr + b[k][1] * gi;
-            p.gradContrast[k][1] += b[k][0] * gi - b[k][1] * gr;
+        for (int c = 0; c < kChannels; ++c) {
+            const Complex* a = p.histograms[c][sample];
+            Complex* d = p.gradient[c];
+            for (int k = 0; k < halfCells; ++k) {
+                // conj(histogram) * gradient: the correlation that is dL/dfilter.
+                const double gr = p.spectrum[k][0], gi = p.spectrum[k][1];
+                d[k][0] += a[k][0] * gr + a[k][1] * gi;
+                d[k][1] += a[k][0] * gi - a[k][1] * gr;
+            }
         }
     }
-    fftw_execute_dft_c2r(p.inverse, p.gradMeans, p.real);
-    for (int k = 0; k < cells; ++k) g[k] += p.real[k] * inverseCells;
-    fftw_execute_dft_c2r(p.inverse, p.gradContrast, p.real);
-    for (int k = 0; k < cells; ++k) g[cells + k] += p.real[k] * inverseCells;
-    loss += Smoothness(fMeans, n, s.filterSmoothness, g) + Size(fMeans, cells, s.filterSize, g);
-    loss += Smoothness(fContrast, n, s.filterSmoothness, g + cells) +
-            Size(fContrast, cells, s.filterSize, g + cells);
-    loss += Smoothness(bias, n, s.biasSmoothness, g + 2 * cells) +
-            Size(bias, cells, s.biasSize, g + 2 * cells);
+    for (int c = 0; c < kChannels; ++c) {
+        fftw_execute_dft_c2r(p.inverse, p.gradient[c], p.real);
+        for (int k = 0; k < cells; ++k) g[c * cells + k] += p.real[k] * inverseCells;
+        loss += Smoothness(x + c * cells, n, s.filterSmoothness, g + c * cells) +
+                Size(x + c * cells, cells, s.filterSize, g + c * cells);
+    }
+    loss += Smoothness(bias, n, s.biasSmoothness, g + kChannels * cells) +
+            Size(bias, cells, s.biasSize, g + kChannels * cells);
     return loss;
 }
 
@@ -467,10 +471,10 @@ bool Learn(const std::vector<LabelledSample>& samples, const LearnSettings& sett
     const int cells = n * n, halfCells = n * p.half;
     p.real = fftw_alloc_real(cells);
     p.spectrum = fftw_alloc_complex(halfCells);
-    p.filterMeans = fftw_alloc_complex(halfCells);
-    p.filterContrast = fftw_alloc_complex(halfCells);
-    p.gradMeans = fftw_alloc_complex(halfCells);
-    p.gradContrast = fftw_alloc_complex(halfCells);
+    for (int c = 0; c < kChannels; ++c) {
+        p.filter[c] = fftw_alloc_complex(halfCells);
+        p.gradient[c] = fftw_alloc_complex(halfCells);
+    }
     p.forward = fftw_plan_dft_r2c_2d(n, n, p.real, p.spectrum, FFTW_ESTIMATE);
     p.inverse = fftw_plan_dft_c2r_2d(n, n, p.spectrum, p.real, FFTW_ESTIMATE);
     p.z.resize(cells);
@@ -478,7 +482,9 @@ bool Learn(const std::vector<LabelledSample>& samples, const LearnSettings& sett
 
     // The histograms exactly as the library makes them, then their spectra.
     const Tuning::TuningParams& selection = out;  // region selection as the library will do it
-    std::vector<float> r, g, b, selected, hMeans(cells), hContrast(cells), work;
+    std::vector<float> r, g, b, selected, work;
+    std::vector<float> hist[kChannels] = {std::vector<float>(cells), std::vector<float>(cells),
+                                          std::vector<float>(cells)};
     for (const LabelledSample& s : samples) {
         const VireoAwbFrame frame = FrameOf(s.stats);
         const size_t room = (s.stats.regions.size() + 7) / 8 * 8;
@@ -487,20 +493,20 @@ bool Learn(const std::vector<LabelledSample>& samples, const LearnSettings& sett
                            {r.data(), g.data(), b.data(), selected.data()}, false);
         Awb::LearnedHistograms(m, frame, r.data(), g.data(), b.data(), selected.data(),
                                static_cast<float>(s.lnRFactor), static_cast<float>(s.lnBFactor),
-                               hMeans.data(), hContrast.data(), &work);
-        for (const auto& [hist, list] :
-             {std::make_pair(&hMeans, &p.means), std::make_pair(&hContrast, &p.contrast)}) {
-            std::copy(hist->begin(), hist->end(), p.real);
+                               hist[0].data(), hist[1].data(), hist[2].data(), &work);
+        for (int c = 0; c < kChannels; ++c) {
+            std::copy(hist[c].begin(), hist[c].end(), p.real);
             Complex* spectrum = fftw_alloc_complex(halfCells);
             fftw_execute_dft_r2c(p.forward, p.real, spectrum);
-            list->push_back(spectrum);
+            p.histograms[c].push_back(spectrum);
         }
         p.truthU.push_back((-std::log(s.whiteRG) + s.lnRFactor - m.uStart) / m.binWidth);
         p.truthV.push_back((-std::log(s.whiteBG) + s.lnBFactor - m.vStart) / m.binWidth);
     }
 
-    lbfgsfloatval_t* x = lbfgs_malloc(3 * cells);
-    std::fill(x, x + 3 * cells, 0.0);
+    const int parameters = (kChannels + 1) * cells;
+    lbfgsfloatval_t* x = lbfgs_malloc(parameters);
+    std::fill(x, x + parameters, 0.0);
     lbfgs_parameter_t lp;
     lbfgs_parameter_init(&lp);
     lp.epsilon = 1e-6;
@@ -512,23 +518,25 @@ bool Learn(const std::vector<LabelledSample>& samples, const LearnSettings& sett
         lp.max_iterations = pass == 0 ? settings.firstIterations : settings.secondIterations;
         if (lp.max_iterations <= 0) continue;
         lbfgsfloatval_t loss = 0.0;
-        status = lbfgs(3 * cells, x, &loss, Evaluate, nullptr, &p, &lp);
+        status = lbfgs(parameters, x, &loss, Evaluate, nullptr, &p, &lp);
         if (std::getenv("VIREO_LEARN_TRACE") != nullptr)
             std::fprintf(stderr, "vireo-tune learn: pass %d: loss %.5f, L-BFGS status %d\n", pass,
                          loss, status);
     }
     m.filterMeans.assign(x, x + cells);
     m.filterContrast.assign(x + cells, x + 2 * cells);
-    m.bias.assign(x + 2 * cells, x + 3 * cells);
+    m.filterBright.assign(x + 2 * cells, x + 3 * cells);
+    m.bias.assign(x + 3 * cells, x + 4 * cells);
     lbfgs_free(x);
-    for (Complex* spectrum : p.means) fftw_free(spectrum);
-    for (Complex* spectrum : p.contrast) fftw_free(spectrum);
+    for (int c = 0; c < kChannels; ++c) {
+        for (Complex* spectrum : p.histograms[c]) fftw_free(spectrum);
+        fftw_free(p.filter[c]);
+        fftw_free(p.gradient[c]);
+    }
     fftw_destroy_plan(p.forward);
     fftw_destroy_plan(p.inverse);
-    for (void* buffer : {static_cast<void*>(p.real), static_cast<void*>(p.spectrum),
-                         static_cast<void*>(p.filterMeans), static_cast<void*>(p.filterContrast),
-                         static_cast<void*>(p.gradMeans), static_cast<void*>(p.gradContrast)})
-        fftw_free(buffer);
+    fftw_free(p.real);
+    fftw_free(p.spectrum);
     // A failed line search still leaves the best point found; only a
     // result that is not a number is a failure.
     const std::string invalid = Tuning::Validate(out);

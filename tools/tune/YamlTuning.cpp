@@ -72,7 +72,7 @@ bool ReadPrior(const YAML::Node& node, const char* key, std::vector<PriorPoint>*
     return true;
 }
 
-// The learned model: its grid and three maps of bins rows of bins numbers.
+// The learned model: its grid and four maps of bins rows of bins numbers.
 bool ReadLearned(const YAML::Node& node, LearnedModel* m, std::string* error) {
     if (!node.IsMap()) {
         *error = "learned (" + Where(node) + ") must be a mapping";
@@ -85,6 +85,7 @@ bool ReadLearned(const YAML::Node& node, LearnedModel* m, std::string* error) {
         const YAML::Node& value = entry.second;
         std::vector<float>* map = key == "filter_means"      ? &read.filterMeans
                                   : key == "filter_contrast" ? &read.filterContrast
+                                  : key == "filter_bright"   ? &read.filterBright
                                   : key == "bias"            ? &read.bias
                                                              : nullptr;
         bool ok = true;
@@ -251,6 +252,7 @@ std::string ToYaml(const TuningParams& p) {
         out += "  v_start: " + FloatText(m.vStart) + "\n";
         WriteMap("filter_means", m.filterMeans, m.bins, &out);
         WriteMap("filter_contrast", m.filterContrast, m.bins, &out);
+        WriteMap("filter_bright", m.filterBright, m.bins, &out);
         WriteMap("bias", m.bias, m.bins, &out);
     }
     return out;
