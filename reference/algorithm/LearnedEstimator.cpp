@@ -115,7 +115,7 @@ void LearnedHistograms(const Tuning::LearnedModel& m, const VireoAwbFrame& frame
     // counts and the pooled means (1 where nothing is selected).
     typedef Float4 F;
     const int stride = (pooled + 3) / 4 * 4;
-    if (work->size() < static_cast<size_t>(18) * stride) work->resize(18 * stride);
+    if (work->size() < static_cast<size_t>(18) * stride + count) work->resize(18 * stride + count);
     float* planes = work->data();
     float* sums = planes + 4 * stride;
     float* scratch = planes + 8 * stride;
@@ -128,34 +128,55 @@ void LearnedHistograms(const Tuning::LearnedModel& m, const VireoAwbFrame& frame
     float* pr = planes + 15 * stride;
     float* pg = planes + 16 * stride;
     float* pb = planes + 17 * stride;
-    float brightest = 0.0f;
+    // Per region its weight (pixel count, 0 when not selected), then the
+    // pairs' sums in straight loops without branches.
+    float* regionWeight = planes + 18 * stride;
+    for (int i = 0; i < count; ++i) {
+        const VireoAwbRegion& region = frame.regions[i];
+        regionWeight[i] = selected[i] * static_cast<float>(region.rCount + region.bCount +
+                                                           region.grCount + region.gbCount);
+    }
+    const int pairs = cols / 2;
     for (int y = 0; y < rows; ++y) {
-        for (int x = 0; x < pooledCols; ++x) {
-            float w = 0.0f, sr = 0.0f, sg = 0.0f, sb = 0.0f;
-            for (int k = 2 * x; k < std::min(2 * x + 2, cols); ++k) {
-                const int i = y * cols + k;
-                if (selected[i] == 0.0f) continue;
-                const VireoAwbRegion& region = frame.regions[i];
-                const float count = static_cast<float>(region.rCount + region.bCount +
-                                                       region.grCount + region.gbCount);
-                w += count;
-                sr += count * r[i];
-                sg += count * g[i];
-                sb += count * b[i];
-            }
-            const int j = y * pooledCols + x;
-            const float inverse = w > 0.0f ? 1.0f / w : 0.0f;
-            const float chosen = w > 0.0f ? 1.0f : 0.0f;
-            weights[j] = w;
-            pr[j] = w > 0.0f ? sr * inverse : 1.0f;
-            pg[j] = w > 0.0f ? sg * inverse : 1.0f;
-            pb[j] = w > 0.0f ? sb * inverse : 1.0f;
-            planes[j] = chosen * pr[j];
-            planes[stride + j] = chosen * pg[j];
-            planes[2 * stride + j] = chosen * pb[j];
-            planes[3 * stride + j] = chosen;
-            if (w > 0.0f) brightest = std::max(brightest, std::max(pr[j], std::max(pg[j], pb[j])));
+        const float* w = regionWeight + y * cols;
+        const float* rr = r + y * cols;
+        const float* gg = g + y * cols;
+        const float* bb = b + y * cols;
+        float* __restrict out = weights + y * pooledCols;
+        float* __restrict sr = pr + y * pooledCols;
+        float* __restrict sg = pg + y * pooledCols;
+        float* __restrict sb = pb + y * pooledCols;
+        for (int x = 0; x < pairs; ++x) {
+            const float w0 = w[2 * x];
+            const float w1 = w[2 * x + 1];
+            out[x] = w0 + w1;
+            sr[x] = w0 * rr[2 * x] + w1 * rr[2 * x + 1];
+            sg[x] = w0 * gg[2 * x] + w1 * gg[2 * x + 1];
+            sb[x] = w0 * bb[2 * x] + w1 * bb[2 * x + 1];
         }
+        if (pairs < pooledCols) {  // an odd column count: the last one alone
+            const int k = cols - 1;
+            out[pairs] = w[k];
+            sr[pairs] = w[k] * rr[k];
+            sg[pairs] = w[k] * gg[k];
+            sb[pairs] = w[k] * bb[k];
+        }
+    }
+    float brightest = 0.0f;
+    for (int j = 0; j < pooled; ++j) {
+        const float w = weights[j];
+        const float chosen = w > 0.0f ? 1.0f : 0.0f;
+        const float inverse = 1.0f / (w > 0.0f ? w : 1.0f);
+        // Means of 1 where nothing is selected keep the logarithms finite.
+        pr[j] = w > 0.0f ? pr[j] * inverse : 1.0f;
+        pg[j] = w > 0.0f ? pg[j] * inverse : 1.0f;
+        pb[j] = w > 0.0f ? pb[j] * inverse : 1.0f;
+        planes[j] = chosen * pr[j];
+        planes[stride + j] = chosen * pg[j];
+        planes[2 * stride + j] = chosen * pb[j];
+        planes[3 * stride + j] = chosen;
+        const float largest = std::max(pr[j], std::max(pg[j], pb[j]));
+        brightest = std::max(brightest, chosen * largest);
     }
     // The lanes past the last pooled region: nothing selected, zero sums.
     for (int plane = 0; plane < 18; ++plane) {
