@@ -208,7 +208,7 @@ void LearnedHistograms(const Tuning::LearnedModel& m, const VireoAwbFrame& frame
         eb = eb < zero ? -eb : eb;
         // A flat neighbourhood has no contrast colour.
         const F floor = Splat<F>(1e-6f) * gg;
-        Store(hasContrast + i, (er > floor) & (eg > floor) & (eb > floor) ? one : zero);
+        Store(hasContrast + i, ((er > floor) & (eg > floor) & (eb > floor)) ? one : zero);
         er = er > floor ? er : floor;
         eb = eb > floor ? eb : floor;
         Store(contrastU + i, FastLnLanes(eg / er) + lnR);
