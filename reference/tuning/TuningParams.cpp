@@ -19,24 +19,6 @@ std::string OutOfRange(const char* key, float value, const char* range) {
     return line;
 }
 
-std::string ValidatePrior(const char* key, const std::vector<PriorPoint>& prior) {
-    if (prior.empty() || prior.size() > kMaxPriorPoints) {
-        return std::string(key) + " needs 1 to 32 points";
-    }
-    for (size_t i = 0; i < prior.size(); ++i) {
-        if (!InRange(prior[i].ct, 1000.0f, 20000.0f)) {
-            return OutOfRange(key, prior[i].ct, "the CT range 1000..20000 K");
-        }
-        if (i > 0 && !(prior[i].ct > prior[i - 1].ct)) {
-            return std::string(key) + " CTs must be strictly ascending";
-        }
-        if (!InRange(prior[i].weight, 1e-30f, 1000.0f) || prior[i].weight <= 0.0f) {
-            return OutOfRange(key, prior[i].weight, "the weight range (0, 1000]");
-        }
-    }
-    return {};
-}
-
 // The curve as the algorithm walks it, in log chromaticity: every segment
 // must have a length (points on one chromaticity leave no direction to
 // project onto), and the points must advance along the chord from the first
@@ -63,6 +45,24 @@ std::string ValidateCurveShape(const std::vector<CurvePoint>& curve) {
                           "the first towards the last",
                           i + 1, static_cast<double>(curve[i].ct));
             return line;
+        }
+    }
+    return {};
+}
+
+std::string ValidatePrior(const char* key, const std::vector<PriorPoint>& prior) {
+    if (prior.empty() || prior.size() > kMaxPriorPoints) {
+        return std::string(key) + " needs 1 to 32 points";
+    }
+    for (size_t i = 0; i < prior.size(); ++i) {
+        if (!InRange(prior[i].ct, 1000.0f, 20000.0f)) {
+            return OutOfRange(key, prior[i].ct, "the CT range 1000..20000 K");
+        }
+        if (i > 0 && !(prior[i].ct > prior[i - 1].ct)) {
+            return std::string(key) + " CTs must be strictly ascending";
+        }
+        if (!InRange(prior[i].weight, 1e-30f, 1000.0f) || prior[i].weight <= 0.0f) {
+            return OutOfRange(key, prior[i].weight, "the weight range (0, 1000]");
         }
     }
     return {};
