@@ -41,6 +41,35 @@ name=$(printf '%s' "$camera" | tr -c 'A-Za-z0-9\n' '-')-k$samples-s$seed
 data=${data:-$root/data/$name}
 out=${out:-$root/out/$name}
 
+step_no=0
+step() { step_no=$((step_no + 1)); printf '[%d/6] %s\n' "$step_no" "$*"; }
+elapsed() { printf '      done in %ds\n' $((SECONDS - $1)); }
+
+# 1. Prerequisites: Debian bookworm packages.
+step "checking prerequisites"
+missing=()
+command -v cmake >/dev/null || missing+=(cmake)
+command -v g++ >/dev/null || missing+=(g++)
+command -v make >/dev/null || missing+=(make)
+[ -f /usr/include/yaml-cpp/yaml.h ] || missing+=(libyaml-cpp-dev)
+if [ ${#missing[@]} -gt 0 ]; then
+    if [ "$(id -u)" = 0 ] && command -v apt-get >/dev/null; then
+        echo "      installing ${missing[*]}"
+        export DEBIAN_FRONTEND=noninteractive
+        apt-get update -qq && apt-get install -y -qq "${missing[@]}" >/dev/null
+    else
+        echo "main-job: missing ${missing[*]}; install them with:" >&2
+        echo "  sudo apt-get install -y ${missing[*]}" >&2
+        exit 1
+    fi
+fi
+if [[ "$camera" != "samsung SM-G930V" && "$camera" != "LG Mobile LG-H815" && "$camera" != *.dcp &&
+      ! -f "/usr/share/rawtherapee/dcpprofiles/$camera.dcp" ]]; then
+    echo "main-job: camera \"$camera\" needs its profile; install it with:" >&2
+    echo "  sudo apt-get install -y rawtherapee-data" >&2
+    exit 1
+fi
+
 # The driver's configuration is five whitespace-separated words, and the
 # driver builds each sample's path in a fixed buffer: a path it would cut
 # short must be refused here, not found out from a misleading driver error.
@@ -69,35 +98,6 @@ fi
 # <out>/TintraBinaryParameterSet.bin must fit the configuration's 2047 characters.
 if [ ${#out} -gt 2000 ]; then
     refuse_path "output folder" "$out" "is ${#out} characters long; the driver takes at most 2000"
-fi
-
-step_no=0
-step() { step_no=$((step_no + 1)); printf '[%d/6] %s\n' "$step_no" "$*"; }
-elapsed() { printf '      done in %ds\n' $((SECONDS - $1)); }
-
-# 1. Prerequisites: Debian bookworm packages.
-step "checking prerequisites"
-missing=()
-command -v cmake >/dev/null || missing+=(cmake)
-command -v g++ >/dev/null || missing+=(g++)
-command -v make >/dev/null || missing+=(make)
-[ -f /usr/include/yaml-cpp/yaml.h ] || missing+=(libyaml-cpp-dev)
-if [ ${#missing[@]} -gt 0 ]; then
-    if [ "$(id -u)" = 0 ] && command -v apt-get >/dev/null; then
-        echo "      installing ${missing[*]}"
-        export DEBIAN_FRONTEND=noninteractive
-        apt-get update -qq && apt-get install -y -qq "${missing[@]}" >/dev/null
-    else
-        echo "main-job: missing ${missing[*]}; install them with:" >&2
-        echo "  sudo apt-get install -y ${missing[*]}" >&2
-        exit 1
-    fi
-fi
-if [[ "$camera" != "samsung SM-G930V" && "$camera" != "LG Mobile LG-H815" && "$camera" != *.dcp &&
-      ! -f "/usr/share/rawtherapee/dcpprofiles/$camera.dcp" ]]; then
-    echo "main-job: camera \"$camera\" needs its profile; install it with:" >&2
-    echo "  sudo apt-get install -y rawtherapee-data" >&2
-    exit 1
 fi
 
 if [ -e "$data" ] && [ ! -f "$data/ground_truth.csv" ] &&
