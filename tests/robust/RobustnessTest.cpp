@@ -38,9 +38,9 @@ class Robust : public testing::TestWithParam<Row> {};
 
 TEST_P(Robust, FailsCleanly) {
     const Row& row = GetParam();
-    VireoTest::TempDir dir;
-    VireoTest::WriteFile(dir / "run.sh", std::string(kPrelude) + row.script + "\n");
-    VireoTest::WriteFile(dir / "check.sh", std::string(kPrelude) + row.check + "\n");
+    Vireo::Testing::TempDir dir;
+    Vireo::Testing::WriteFile(dir / "run.sh", std::string(kPrelude) + row.script + "\n");
+    Vireo::Testing::WriteFile(dir / "check.sh", std::string(kPrelude) + row.check + "\n");
     // Through a pipe: a file-size limit must not stop the message.
     const std::string command = "cd '" + dir.path() + "' && bash run.sh 2>&1 </dev/null";
     std::FILE* pipe = ::popen(command.c_str(), "r");
@@ -50,7 +50,7 @@ TEST_P(Robust, FailsCleanly) {
     const int status = ::pclose(pipe);
     EXPECT_EQ(WIFEXITED(status) ? WEXITSTATUS(status) : -1, row.status) << output;
     EXPECT_NE(output.find(row.message), std::string::npos) << output;
-    EXPECT_EQ(VireoTest::Run("/bin/bash", {"check.sh"}, dir.path()).exitStatus, 0) << output;
+    EXPECT_EQ(Vireo::Testing::Run("/bin/bash", {"check.sh"}, dir.path()).exitStatus, 0) << output;
 }
 
 INSTANTIATE_TEST_SUITE_P(

@@ -15,6 +15,7 @@
 #include "AtomicFile.h"
 #include "CameraProfile.h"
 #include "GroundTruth.h"
+#include "RunDriver.h"
 #include "SampleFile.h"
 #include "Scenes.h"
 #include "Sensor.h"
@@ -45,7 +46,7 @@ struct Options {
     uint64_t seed = 1;
     std::string camera = "samsung SM-G930V";
     int columns = 64, rows = 48;
-    std::vector<std::string> scenes{kSceneNames.begin(), kSceneNames.end()};
+    std::vector<std::string> scenes{std::begin(Vireo::SceneList), std::end(Vireo::SceneList)};
     int modules = 4;
     bool noise = true, shading = true, quiet = false;
 };
@@ -109,7 +110,7 @@ int ParseArgs(int argc, char** argv, Options& o) {
                 const auto comma = std::min(list.find(',', start), list.size());
                 const std::string name = list.substr(start, comma - start);
                 bool known = false;
-                for (const char* s : kSceneNames) known = known || name == s;
+                for (const char* s : Vireo::SceneList) known = known || name == s;
                 if (!known) {
                     std::fprintf(stderr, "vireo-datagen: unknown scene \"%s\"\n", name.c_str());
                     return 1;
@@ -170,7 +171,7 @@ struct Made {
 std::string EarlierDataSet(const std::string& out) {
     struct stat st {};
     if (::stat((out + "/" + kGroundTruthFile).c_str(), &st) == 0) return kGroundTruthFile;
-    for (const char* scene : kSceneNames) {
+    for (const char* scene : Vireo::SceneList) {
         DIR* dir = ::opendir((out + "/" + scene).c_str());
         if (dir == nullptr) continue;
         std::string found;
@@ -225,7 +226,7 @@ int main(int argc, char** argv) {
     for (const std::string& scene : o.scenes) {
         const std::string dir = o.out + "/" + scene;
         uint64_t sceneIndex = 0;
-        while (scene != kSceneNames[sceneIndex]) ++sceneIndex;
+        while (scene != Vireo::SceneList[sceneIndex]) ++sceneIndex;
         if (!made.Dir(dir)) return fail("cannot create " + dir + ": " + std::strerror(errno));
         for (int k = 0; k < o.samples; ++k) {
             const SceneInstance instance = MakeScene(scene, k, o.seed);
