@@ -87,11 +87,14 @@ for what in checkout data out; do
         refuse_path "$what folder" "$p" "holds white space, which the driver's configuration cannot carry"
     fi
 done
-# The sample path buffer's size has one home, the driver's own header.
+# The sample path buffer's size and the scene names have one home each, in
+# the driver's own headers.
 sample_path_size=$(sed -n 's/.*kSamplePathSize = \([0-9]*\);.*/\1/p' "$root/driver/RunContext.h")
+longest_scene=$(sed -n '/SceneList\[\]/,/};/p' "$root/driver/RunDriver.h" | grep -o '"[^"]*"' |
+    awk '{ if (length($0) > n) n = length($0) } END { print n - 2 }')
 # <data>/<longest scene>/sample_NNNN.txt and its terminating zero.
-longest_scene=outdoor_1 sample_name=sample_0000.txt
-max_data=$((sample_path_size - ${#longest_scene} - ${#sample_name} - 3))
+sample_name=sample_0000.txt
+max_data=$((sample_path_size - longest_scene - ${#sample_name} - 3))
 if [ ${#data} -gt $max_data ]; then
     refuse_path "data folder" "$data" "is ${#data} characters long; the driver takes at most $max_data"
 fi

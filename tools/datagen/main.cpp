@@ -26,7 +26,8 @@ using namespace Vireo::Datagen;
 
 constexpr const char* kUsage =
     "usage: vireo-datagen --out DIR [options]\n"
-    "  --out DIR          data folder to write (scene folders, ground_truth.csv)\n"
+    "  --out DIR          data folder to write (scene folders, ground_truth.csv);\n"
+    "                     one that holds a data set already is refused\n"
     "  --samples K        samples per scene (default 16)\n"
     "  --seed N           seed; the same seed gives the same files (default 1)\n"
     "  --camera NAME      camera profile: a built-in name, a name from\n"
