@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
+#include <limits>
 #include <map>
 #include <sstream>
 
@@ -22,7 +23,9 @@ bool ParseNumber(const std::string& text, double& value) {
     return end == text.c_str() + text.size();
 }
 
+// Unknown values (not finite) are empty cells.
 std::string Number(double v) {
+    if (!std::isfinite(v)) return "";
     char buf[32];
     std::snprintf(buf, sizeof buf, "%.9g", v);
     return buf;
@@ -99,6 +102,12 @@ bool ReadGroundTruth(const std::string& path, std::vector<TruthRow>& rows, std::
         for (std::size_t k = 4; k < names.size(); ++k) {
             double& value = *numbers[k - 4];
             const std::string column = "column " + std::to_string(k + 1) + " (" + names[k] + ") ";
+            // CCT, duv, lux and lux index may be left empty when not known.
+            const bool optional = k == 4 || k == 5 || k == 11 || k == 12;
+            if (optional && f[k].empty()) {
+                value = std::numeric_limits<double>::quiet_NaN();
+                continue;
+            }
             if (!ParseNumber(f[k], value) || !std::isfinite(value)) {
                 error = at + column + "is not a finite number: '" + f[k] + "'";
                 return false;
