@@ -38,6 +38,24 @@ static_assert(kCalibrationKeyCount == 4, "four calibration keys follow the heade
 constexpr size_t kHeaderSlotCount = 18;
 constexpr size_t kCalibrationSlotCount = 29;
 
+// Value lines below each key of kSampleFileKeys, in table order: the
+// statistics header (four saturation thresholds, four ROI values), then the
+// calibration section (a factor count, six CCTs, twenty module factors and
+// the two values of the LED point).
+constexpr size_t kValueLinesPerKey[] = {1, 1, 1, 1, 1, 1, 1, 1, 1, 4, 1, 4, 1, 6, 20, 2};
+static_assert(sizeof kValueLinesPerKey / sizeof kValueLinesPerKey[0] == kSampleFileKeyCount,
+              "one entry per key");
+
+constexpr size_t SumOfValueLines(size_t first, size_t count) {
+    size_t sum = 0;
+    for (size_t key = first; key < first + count; ++key) sum += kValueLinesPerKey[key];
+    return sum;
+}
+static_assert(SumOfValueLines(0, kHeaderKeyCount) == kHeaderSlotCount,
+              "the header keys carry every header slot");
+static_assert(SumOfValueLines(kHeaderKeyCount, kCalibrationKeyCount) == kCalibrationSlotCount,
+              "the calibration keys carry every calibration slot");
+
 // The first calibration key ends the header; the first channel key ends the
 // calibration section.
 constexpr const char* kHeaderEndKey = "Num Calibration Factors:";
