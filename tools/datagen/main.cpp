@@ -15,6 +15,7 @@
 #include "SampleFile.h"
 #include "Scenes.h"
 #include "Sensor.h"
+#include "vireo/Version.h"
 
 namespace {
 
@@ -34,7 +35,9 @@ constexpr const char* kUsage =
     "  --no-noise         no shot or read noise\n"
     "  --no-shading       no residual lens shading\n"
     "  --quiet            no progress lines\n"
-    "  --list-cameras     print the built-in cameras and stop\n";
+    "  --list-cameras     print the built-in cameras and stop\n"
+    "  --help             this text\n"
+    "  --version          the version\n";
 
 struct Options {
     std::string out;
@@ -130,6 +133,7 @@ bool MakeDir(const std::string& path) {
 }  // namespace
 
 int main(int argc, char** argv) {
+    if (Vireo::AnswerVersion(argc, argv, "vireo-datagen")) return 0;
     Options o;
     if (const int rc = ParseArgs(argc, argv, o); rc != 0) return rc == 2 ? 0 : 1;
 

@@ -14,6 +14,7 @@
 #include "Results.h"
 #include "SampleStats.h"
 #include "Scenes.h"
+#include "vireo/Version.h"
 
 namespace {
 
@@ -31,7 +32,9 @@ constexpr const char* kUsage =
     "  --max-mired M         ... the overall mean CCT error in mired\n"
     "  --beat-grey-world     fail when grey world's median is lower on any scene (needs --data)\n"
     "exit status: 0 within limits, 1 a limit exceeded or a sample without a result,\n"
-    "2 bad usage or input\n";
+    "2 bad usage or input\n"
+    "  --help                this text\n"
+    "  --version             the version\n";
 
 struct Options {
     std::string results, truth, data;
@@ -139,6 +142,7 @@ void PrintCsv(const std::vector<std::string>& order, const std::map<std::string,
 }  // namespace
 
 int main(int argc, char** argv) {
+    if (AnswerVersion(argc, argv, "vireo-score")) return 0;
     Options o;
     if (const int rc = ParseArgs(argc, argv, o); rc != 0) return rc == 3 ? 0 : 2;
 
