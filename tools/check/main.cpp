@@ -17,7 +17,7 @@ namespace {
 
 constexpr const char* kUsage =
     "Usage: vireo-check CONFIG\n"
-    "       vireo-check --data DIR\n"
+    "  or:  vireo-check --data DIR\n"
     "Checks, before a run of vireo-awbsim, what the driver would pass over in silence\n"
     "or take wrongly.\n"
     "\n"
