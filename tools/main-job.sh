@@ -171,6 +171,10 @@ awbSimWrapperDLL=$libdir/libvireo_wrapper.so
 dataDir=$data
 outputDir=$out
 EOF
+# The data set's identity beside the results, so that they are never
+# scored against another data set's ground truth.
+rm -f "$out/dataset.id"
+[ ! -f "$data/dataset.id" ] || cp "$data/dataset.id" "$out/dataset.id"
 # Everything the driver would pass over in silence stops the job here.
 if ! "$check" --quiet "$cfg" >"$out/check.log" 2>&1; then
     head -n 20 "$out/check.log" >&2
