@@ -123,6 +123,15 @@ struct Walk {
     size_t lines = 0;
     size_t keysFound = 0;
     bool ended = false;  // the end key was reached
+
+    // Back to the start, keeping the channels' storage for the next file.
+    void Reset() {
+        keyLine.fill(0);
+        valueCount.fill(0);
+        for (auto& values : channels) values.clear();
+        lines = keysFound = 0;
+        ended = false;
+    }
 };
 
 // What the missing key makes the driver do with the rest of its section.
@@ -389,7 +398,10 @@ void CheckRegions(const Walk& walk, const ChannelData& header, FileProblems& pro
 void CheckSampleFile(const std::string& path, Report& report) {
     ++report.samplesChecked;
     FileProblems problems(path, report);
-    Walk walk;
+    // One walk for every file: the samples of a data folder have the same
+    // size, so after the first the channels need no allocation.
+    static Walk walk;
+    walk.Reset();
     {
         // Only one LineReader may be alive at a time: the driver's header
         // reader below makes its own.
