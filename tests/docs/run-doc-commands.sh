@@ -42,8 +42,7 @@ extract() {
         if (skip != "") {
             printf "echo \"%s:%d: not in CI (%s)\"\n", file, commandLine, skip >> script
         } else {
-            gsub(/\047/, "\047\\\047\047", command)
-            printf "echo \047$ %s\047\n", command >> script
+            printf "cat <<\047__DOC_COMMAND__\047\n$ %s\n__DOC_COMMAND__\n", command >> script
             printf "%s\n", command >> script
             printf "rc=$?; [ $rc -eq %d ] || { echo \"%s:%d: exit status $rc, the document says %d\"; failed=1; }\n", status, file, commandLine, status >> script
             ran++
