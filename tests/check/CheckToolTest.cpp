@@ -140,8 +140,8 @@ const Case kCases[] = {
                            Replace(CleanSample(), "GB Sum:\n115000\n", "GB Sum:\n"));
      },
      1,
-     "{dir}/data/ball/s.txt:73: key \"GB Sum:\" has 1 values for 2 regions (Total Region "
-     "Count:); the driver takes 0 for the last 1 regions"},
+     "{dir}/data/ball/s.txt:73: key \"GB Sum:\" has 1 value for 2 regions (Total Region "
+     "Count:); the driver takes 0 for the last 1 region"},
     {"NotANumber",
      [](const std::string& d) {
          return WithSample(d, "ball/s.txt", Replace(CleanSample(), "\n210\n", "\n2l0\n"));
@@ -163,7 +163,7 @@ const Case kCases[] = {
      },
      1,
      "{dir}/data/ball/s.txt:77: R Count: 200 of region 1 is more than the region's 64 pixels "
-     "(and 1 more regions); the driver passes it on as it is"},
+     "(and 1 more region); the driver passes it on as it is"},
     {"SumAboveFullScale",
      [](const std::string& d) {
          return WithSample(d, "ball/s.txt", Replace(CleanSample(), "\n100000\n", "\n300000\n"));

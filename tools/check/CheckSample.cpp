@@ -44,6 +44,11 @@ size_t FindKey(const Line& line) {
     return found;
 }
 
+// "1 region", "2 regions".
+std::string Count(size_t n, const char* noun) {
+    return Format("%zu %s%s", n, noun, n == 1 ? "" : "s");
+}
+
 bool IsBlank(char c) { return c == ' ' || c == '\t' || c == '\r' || c == '\v' || c == '\f'; }
 
 const char* SkipBlanks(const char* text) {
@@ -260,23 +265,24 @@ void CheckValueCounts(const Walk& walk, int32_t regions, FileProblems& problems)
         if (key < kChannelKeyBase) {
             const size_t wanted = kValueLinesPerKey[key];
             if (count != wanted) {
-                problems.Add(
-                    walk.keyLine[key],
-                    Format("key \"%s\" has %zu value lines, not %zu", KeyText(key), count, wanted),
-                    "the driver fills the fields in file order, so the values after it "
-                    "land in other fields");
+                problems.Add(walk.keyLine[key],
+                             Format("key \"%s\" has %s, not %zu", KeyText(key),
+                                    Count(count, "value line").c_str(), wanted),
+                             "the driver fills the fields in file order, so the values after it "
+                             "land in other fields");
             }
             continue;
         }
         if (regions < 1) continue;  // said with the header
         const size_t wanted = static_cast<size_t>(regions);
         if (count == wanted) continue;
-        const std::string what = Format("key \"%s\" has %zu values for %zu regions (%s)",
-                                        KeyText(key), count, wanted, kSampleFileKeys[4]);
+        const std::string what =
+            Format("key \"%s\" has %s for %s (%s)", KeyText(key), Count(count, "value").c_str(),
+                   Count(wanted, "region").c_str(), kSampleFileKeys[4]);
         const bool last = key + 1 == kEndKey;
         if (count < wanted) {
             problems.Add(walk.keyLine[key], what,
-                         Format("the driver takes 0 for the last %zu regions", wanted - count));
+                         "the driver takes 0 for the last " + Count(wanted - count, "region"));
         } else if (count == wanted + 1 || last) {
             problems.Add(walk.keyLine[key], what, "the driver passes over the extra values");
         } else {
@@ -355,7 +361,7 @@ void CheckRegions(const Walk& walk, const ChannelData& header, FileProblems& pro
             return walk.keyLine[key] + 1 + f.firstRegion;
         };
         auto more = [](const RegionFinding& f) {
-            return f.count > 1 ? Format(" (and %zu more regions)", f.count - 1) : std::string();
+            return f.count > 1 ? " (and " + Count(f.count - 1, "more region") + ")" : std::string();
         };
         if (wrapped.count > 0) {
             problems.Add(line(countKey, wrapped),
