@@ -1,5 +1,7 @@
 #include "CheckSample.h"
 
+#include <sys/stat.h>
+
 #include <array>
 #include <cerrno>
 #include <cstdint>
@@ -47,6 +49,11 @@ size_t FindKey(const Line& line) {
 // "1 region", "2 regions".
 std::string Count(size_t n, const char* noun) {
     return Format("%zu %s%s", n, noun, n == 1 ? "" : "s");
+}
+
+bool IsEmpty(const std::string& path) {
+    struct stat st {};
+    return stat(path.c_str(), &st) == 0 && st.st_size == 0;
 }
 
 bool IsBlank(char c) { return c == ' ' || c == '\t' || c == '\r' || c == '\v' || c == '\f'; }
@@ -421,9 +428,10 @@ void CheckSampleFile(const std::string& path, Report& report) {
     }
     if (walk.keysFound == 0) {
         problems.Add(0,
-                     walk.lines == 0 ? std::string("empty file")
-                                     : Format("not a sample file (none of the %zu keys)",
-                                              kSampleFileKeyCount + kChannelSubsectionCount + 1),
+                     walk.lines == 0 && IsEmpty(path)
+                         ? std::string("empty file")
+                         : Format("not a sample file (none of the %zu keys)",
+                                  kSampleFileKeyCount + kChannelSubsectionCount + 1),
                      "the driver reads it as a sample all the same and writes a result for it");
         return;
     }
