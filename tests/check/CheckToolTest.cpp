@@ -10,11 +10,12 @@
 
 namespace {
 
-using VireoTest::TempDir;
+namespace Testing = Vireo::Testing;
+using Testing::TempDir;
 
 void WriteFile(const std::string& path, const std::string& text) {
-    VireoTest::MakeDirs(path.substr(0, path.rfind('/')));
-    VireoTest::WriteFile(path, text);
+    Testing::MakeDirs(path.substr(0, path.rfind('/')));
+    Testing::WriteFile(path, text);
 }
 
 const char* const kScenes[] = {"ball",     "chart",    "indoor_1",  "indoor_2",
@@ -22,11 +23,11 @@ const char* const kScenes[] = {"ball",     "chart",    "indoor_1",  "indoor_2",
 
 // A clean sample of two regions: sums at half of full scale.
 std::string CleanSample() {
-    VireoTest::SampleText sample = VireoTest::MakeSample(2, 1);
+    Testing::SampleText sample = Testing::MakeSample(2, 1);
     sample.header[3] = "1";  // 2 x 1 grid
     for (auto& region : sample.regions)
         for (size_t c = 0; c < 4; ++c) region.sums[c] = region.counts[c] * 500;
-    return VireoTest::SampleFileText(sample);
+    return Testing::SampleFileText(sample);
 }
 
 std::string Replace(std::string text, const std::string& from, const std::string& to) {
@@ -188,7 +189,7 @@ TEST_P(CheckTool, ReportsTheProblemLine) {
         WriteFile(dir / "data" + "/" + scene + "/s.txt", CleanSample());
     std::vector<std::string> args = c.spoil(dir.path());
     args.push_back("--quiet");
-    const VireoTest::RunResult run = VireoTest::Run(VIREO_CHECK_EXE, args, dir.path());
+    const Testing::RunResult run = Testing::Run(VIREO_CHECK_EXE, args, dir.path());
     EXPECT_EQ(run.exitStatus, c.exitStatus) << run.standardOutput;
     if (c.line == nullptr) {
         EXPECT_EQ(run.standardOutput, "");
@@ -208,9 +209,9 @@ INSTANTIATE_TEST_SUITE_P(Cases, CheckTool, testing::ValuesIn(kCases),
 
 TEST(CheckToolUsage, UnusableInputExitsTwo) {
     TempDir dir;
-    EXPECT_EQ(VireoTest::Run(VIREO_CHECK_EXE, {dir / "none.cfg"}, dir.path()).exitStatus, 2);
-    EXPECT_EQ(VireoTest::Run(VIREO_CHECK_EXE, {"--data", dir / "none"}, dir.path()).exitStatus, 2);
-    EXPECT_EQ(VireoTest::Run(VIREO_CHECK_EXE, {}, dir.path()).exitStatus, 2);
+    EXPECT_EQ(Testing::Run(VIREO_CHECK_EXE, {dir / "none.cfg"}, dir.path()).exitStatus, 2);
+    EXPECT_EQ(Testing::Run(VIREO_CHECK_EXE, {"--data", dir / "none"}, dir.path()).exitStatus, 2);
+    EXPECT_EQ(Testing::Run(VIREO_CHECK_EXE, {}, dir.path()).exitStatus, 2);
 }
 
 // Every tool: --help exits 0, --version names the project's one version.
@@ -218,8 +219,8 @@ TEST(Tools, AnswerHelpAndVersion) {
     std::istringstream tools(VIREO_TOOLS);
     for (std::string tool; std::getline(tools, tool, ',');) {
         TempDir dir;
-        EXPECT_EQ(VireoTest::Run(tool, {"--help"}, dir.path()).exitStatus, 0) << tool;
-        const VireoTest::RunResult version = VireoTest::Run(tool, {"--version"}, dir.path());
+        EXPECT_EQ(Testing::Run(tool, {"--help"}, dir.path()).exitStatus, 0) << tool;
+        const Testing::RunResult version = Testing::Run(tool, {"--version"}, dir.path());
         EXPECT_EQ(version.exitStatus, 0) << tool;
         EXPECT_NE(
             version.standardOutput.find(" (" VIREO_PROJECT_NAME ") " VIREO_PROJECT_VERSION "\n"),

@@ -35,21 +35,21 @@ protected:
             row.gainR = row.gainB = 2;
             truth += Vireo::Datagen::FormatTruthRow(row);
         }
-        VireoTest::WriteFile(dir / "truth.csv", truth);
+        Vireo::Testing::WriteFile(dir / "truth.csv", truth);
         // Exact on ball/s1 and chart; ball/s2 has gains (1, 1, 2): white
         // (1, 1, 0.5) against (0.5, 1, 0.5) is acos(1.75 / sqrt(2.25 * 1.5)) =
         // 17.7155 degrees, and 4000 K is 50 mired off.
-        VireoTest::WriteFile(dir / "out.txt", Record("/d/ball/s1.txt", 2, 2, 5000) +
-                                                  Record("/d/ball/s2.txt", 1, 2, 4000) +
-                                                  Record("/d/chart/s1.txt", 2, 2, 5000));
+        Vireo::Testing::WriteFile(dir / "out.txt", Record("/d/ball/s1.txt", 2, 2, 5000) +
+                                                       Record("/d/ball/s2.txt", 1, 2, 4000) +
+                                                       Record("/d/chart/s1.txt", 2, 2, 5000));
     }
-    VireoTest::RunResult Score(std::vector<std::string> extra) {
+    Vireo::Testing::RunResult Score(std::vector<std::string> extra) {
         std::vector<std::string> args = {"--results", dir / "out.txt", "--truth",
                                          dir / "truth.csv"};
         args.insert(args.end(), extra.begin(), extra.end());
-        return VireoTest::Run(VIREO_SCORE_EXE, args, dir.path());
+        return Vireo::Testing::Run(VIREO_SCORE_EXE, args, dir.path());
     }
-    VireoTest::TempDir dir;
+    Vireo::Testing::TempDir dir;
 };
 
 TEST_F(ScoreProgram, TablePerSceneAndCsvRows) {
@@ -87,8 +87,8 @@ TEST_F(ScoreProgram, ExitStatusGatesOnTheLimitsAndFailsOnBadInput) {
     };
     for (const auto& c : cases) {
         if (c.results != nullptr) {
-            VireoTest::WriteFile(dir / "out.txt", *c.results ? Record(c.results, 2, 2, 5000)
-                                                             : "/d/ball/s1.txt\nr_gain : 2\n");
+            Vireo::Testing::WriteFile(dir / "out.txt", *c.results ? Record(c.results, 2, 2, 5000)
+                                                                  : "/d/ball/s1.txt\nr_gain : 2\n");
         }
         EXPECT_EQ(Score(c.args).exitStatus, c.status)
             << testing::PrintToString(c.args) << (c.results ? c.results : "");
@@ -107,15 +107,15 @@ TEST_F(ScoreProgram, PerSampleRowsAndDataSetIdentity) {
               "ball,s2.txt,1,1,2,4000,5000,17.7155,50.000,\n"
               "chart,s1.txt,2,1,2,5000,5000,0.0000,0.000,\n");
     // The truth's data set against the identity a run left beside its results.
-    VireoTest::WriteFile(dir / "dataset.id", "00000000000000aa\n");
-    VireoTest::MakeDirs(dir / "run");
-    VireoTest::WriteFile(dir / "run/out.txt", VireoTest::ReadFile(dir / "out.txt"));
+    Vireo::Testing::WriteFile(dir / "dataset.id", "00000000000000aa\n");
+    Vireo::Testing::MakeDirs(dir / "run");
+    Vireo::Testing::WriteFile(dir / "run/out.txt", Vireo::Testing::ReadFile(dir / "out.txt"));
     const std::vector<std::string> args = {"--results", dir / "run/out.txt", "--truth",
                                            dir / "truth.csv"};
     for (const auto& [id, status] :
          {std::pair{"00000000000000aa\n", 0}, {"00000000000000bb\n", 2}}) {
-        VireoTest::WriteFile(dir / "run/dataset.id", id);
-        EXPECT_EQ(VireoTest::Run(VIREO_SCORE_EXE, args, dir.path()).exitStatus, status) << id;
+        Vireo::Testing::WriteFile(dir / "run/dataset.id", id);
+        EXPECT_EQ(Vireo::Testing::Run(VIREO_SCORE_EXE, args, dir.path()).exitStatus, status) << id;
     }
 }
 

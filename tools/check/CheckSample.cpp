@@ -28,7 +28,7 @@ constexpr size_t kNoKey = static_cast<size_t>(-1);
 constexpr size_t kIgnoredKey = static_cast<size_t>(-2);
 
 const char* KeyText(size_t key) {
-    return key < kChannelKeyBase ? kSampleFileKeys[key] : kChannelKeys[key - kChannelKeyBase];
+    return key < kChannelKeyBase ? kSampleFileKeys[key].text : kChannelKeys[key - kChannelKeyBase];
 }
 
 // The longest key text the line contains: some keys hold others ("G/GR Sum:"
@@ -237,7 +237,7 @@ void WalkLines(const std::string& path, LineReader& reader, Walk& walk, FileProb
     if (strayLines > 0 && walk.keysFound > 0) {
         problems.Add(
             firstStrayLine,
-            Format("%zu lines before the first key \"%s\"", strayLines, kSampleFileKeys[0]),
+            Format("%zu lines before the first key \"%s\"", strayLines, kSampleFileKeys[0].text),
             "the driver takes them as the first header values and every header field "
             "moves");
     }
@@ -270,7 +270,7 @@ void CheckValueCounts(const Walk& walk, int32_t regions, FileProblems& problems)
         if (walk.keyLine[key] == 0) continue;
         const size_t count = walk.valueCount[key];
         if (key < kChannelKeyBase) {
-            const size_t wanted = kValueLinesPerKey[key];
+            const size_t wanted = kSampleFileKeys[key].valueCount;
             if (count != wanted) {
                 problems.Add(walk.keyLine[key],
                              Format("key \"%s\" has %s, not %zu", KeyText(key),
@@ -285,7 +285,7 @@ void CheckValueCounts(const Walk& walk, int32_t regions, FileProblems& problems)
         if (count == wanted) continue;
         const std::string what =
             Format("key \"%s\" has %s for %s (%s)", KeyText(key), Count(count, "value").c_str(),
-                   Count(wanted, "region").c_str(), kSampleFileKeys[4]);
+                   Count(wanted, "region").c_str(), kSampleFileKeys[4].text);
         const bool last = key + 1 == kEndKey;
         if (count < wanted) {
             problems.Add(walk.keyLine[key], what,
@@ -305,14 +305,15 @@ void CheckHeader(const Walk& walk, const ChannelData& header, FileProblems& prob
     const size_t totalLine = walk.keyLine[4];
     const int64_t grid = int64_t{header.horizontalRegionCount} * header.verticalRegionCount;
     if (header.totalRegionCount < 1) {
-        problems.Add(totalLine, Format("%s is %d", kSampleFileKeys[4], header.totalRegionCount),
+        problems.Add(totalLine,
+                     Format("%s is %d", kSampleFileKeys[4].text, header.totalRegionCount),
                      "the driver reads no region and the algorithm gets no statistics");
     } else if (grid != header.totalRegionCount) {
         problems.Add(totalLine,
-                     Format("%s %d is not %s x %s (%d x %d = %lld)", kSampleFileKeys[4],
-                            header.totalRegionCount, kSampleFileKeys[2], kSampleFileKeys[3],
-                            header.horizontalRegionCount, header.verticalRegionCount,
-                            static_cast<long long>(grid)),
+                     Format("%s %d is not %s x %s (%d x %d = %lld)", kSampleFileKeys[4].text,
+                            header.totalRegionCount, kSampleFileKeys[2].text,
+                            kSampleFileKeys[3].text, header.horizontalRegionCount,
+                            header.verticalRegionCount, static_cast<long long>(grid)),
                      Format("the driver reads %d regions but hands the algorithm a %d x %d grid",
                             header.totalRegionCount, header.horizontalRegionCount,
                             header.verticalRegionCount));
@@ -324,13 +325,13 @@ void CheckHeader(const Walk& walk, const ChannelData& header, FileProblems& prob
     }
     if (header.bitDepth < 1 || header.bitDepth > 30) {
         problems.Add(walk.keyLine[7],
-                     Format("%s %d is out of range", kSampleFileKeys[7], header.bitDepth),
+                     Format("%s %d is out of range", kSampleFileKeys[7].text, header.bitDepth),
                      "the algorithm scales every sum by a meaningless full scale");
     }
     if (header.validRegionCount < 0 || header.validRegionCount > header.totalRegionCount) {
         problems.Add(walk.keyLine[10],
-                     Format("%s %d is outside 0..%d", kSampleFileKeys[10], header.validRegionCount,
-                            header.totalRegionCount),
+                     Format("%s %d is outside 0..%d", kSampleFileKeys[10].text,
+                            header.validRegionCount, header.totalRegionCount),
                      "the driver passes it on as it is");
     }
 }

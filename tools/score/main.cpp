@@ -13,6 +13,7 @@
 #include "GroundTruth.h"
 #include "Metrics.h"
 #include "Results.h"
+#include "RunDriver.h"
 #include "SampleStats.h"
 #include "Scenes.h"
 #include "vireo/Version.h"
@@ -250,7 +251,7 @@ int main(int argc, char** argv) {
     for (const auto& r : results) byKey[r.scene + "/" + r.file] = &r;
 
     std::vector<std::string> order;
-    for (const char* s : Datagen::kSceneNames) order.push_back(s);
+    for (const char* s : SceneList) order.push_back(s);
     std::map<std::string, Scores> byScene;
     Scores overall;
     int matched = 0;

@@ -10,8 +10,8 @@ namespace {
 void AppendKeyedValues(std::string& out, size_t firstKey, size_t keyCount,
                        const std::string* values) {
     for (size_t key = firstKey; key < firstKey + keyCount; ++key) {
-        AppendLine(out, kSampleFileKeys[key]);
-        for (size_t i = 0; i < kValueLinesPerKey[key]; ++i) AppendLine(out, *values++);
+        AppendLine(out, kSampleFileKeys[key].text);
+        for (size_t i = 0; i < kSampleFileKeys[key].valueCount; ++i) AppendLine(out, *values++);
     }
 }
 
