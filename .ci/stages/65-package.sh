@@ -25,6 +25,10 @@ for tool in vireo-check vireo-datagen vireo-score vireo-tune vireo-main-job; do
     "$tool" --version
     [ -f "/usr/share/man/man1/$tool.1" ] || { echo "$tool has no man page" >&2; exit 1; }
 done
+for f in /usr/bin/vireo-awbsim /usr/share/man/man1/vireo-awbsim.1 /usr/include/vireo/ReferenceAwbApi.h \
+         /usr/share/vireo-awbsim/TintraBinaryParameterSet.bin; do
+    [ -f "$f" ] || { echo "the package has no $f" >&2; exit 1; }
+done
 vireo-main-job --samples 4 | tee main-job.log
 grep -q "using the installed tools in /usr/bin" main-job.log
 grep -q "^awbDLL=/usr/lib/libvireo_awb.so$" out/*/main-job.cfg
