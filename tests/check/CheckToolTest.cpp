@@ -128,6 +128,10 @@ const Case kCases[] = {
      [](const std::string& d) { return WithSample(d, "chart/notes.md", "# shot on Monday\n"); }, 1,
      "{dir}/data/chart/notes.md: not a sample file (none of the 25 keys); the driver reads it as "
      "a sample all the same and writes a result for it"},
+    {"GarbageFile",
+     [](const std::string& d) { return WithSample(d, "ball/g.bin", std::string(300, '\x7f')); }, 1,
+     "{dir}/data/ball/g.bin: not a sample file (none of the 25 keys); the driver reads it as a "
+     "sample all the same and writes a result for it"},
     {"HeaderLineDeleted",
      [](const std::string& d) {
          return WithSample(d, "ball/s.txt", Replace(CleanSample(), "1001\n", ""));
