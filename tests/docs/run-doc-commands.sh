@@ -33,7 +33,7 @@ git ls-files --others --exclude-standard | sort >"$before"
 # One shell script per block: each command, then a check of its status.
 # Numbers the blocks on from $2; prints "NUMBER FILE:LINE" of each block.
 extract() {
-    awk -v file="$1" -v dir="$work" -v blocks="$2" '
+    awk -v file="$1" -v dir="$work" -v blocks="$2" -v root="$root" '
     function flush_command() {
         if (command == "") return
         status = 0; skip = ""
@@ -55,7 +55,7 @@ extract() {
             if (type == "") { printf "%s:%d: fenced block without a type (sh, console, text, ...)\n", file, NR > "/dev/stderr"; bad = 1 }
             if (type == "sh" || type == "console") {
                 script = sprintf("%s/block-%05d.sh", dir, ++blocks)
-                printf "cd \"%s\"\nfailed=0\n", ENVIRON["PWD"] > script
+                printf "cd \"%s\"\nfailed=0\n", root > script
                 expected = sprintf("%s/block-%05d.expected", dir, blocks)
                 printf "" > expected
                 print blocks, file ":" NR
