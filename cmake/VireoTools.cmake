@@ -6,6 +6,9 @@
 #                  SOURCES main.cpp Foo.cpp LIBRARIES vireo_core)
 #
 # A script installed as a tool uses vireo_add_script_tool(NAME SCRIPT DESCRIPTION).
+# The man page is made from `NAME --help` (which must exit 0), with the
+# version given from here; `--version` itself is each program's to answer
+# (vireo/Version.h: Vireo::AnswerVersion).
 
 configure_file(${CMAKE_CURRENT_LIST_DIR}/Version.h.in
                ${PROJECT_BINARY_DIR}/generated/vireo/Version.h @ONLY)
@@ -26,6 +29,7 @@ function(vireo_tool_extras name description program depends)
     add_custom_command(OUTPUT ${page}
       COMMAND ${CMAKE_COMMAND} -E make_directory ${PROJECT_BINARY_DIR}/man
       COMMAND ${VIREO_HELP2MAN} --no-info --no-discard-stderr --section=1
+              --version-string=${PROJECT_VERSION}
               "--name=${description}" --output=${page} ${program}
       DEPENDS ${depends}
       COMMENT "Man page of ${name}" VERBATIM)
