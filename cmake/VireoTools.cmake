@@ -48,6 +48,8 @@ function(vireo_add_tool name)
   add_executable(${name} ${ARG_SOURCES})
   target_link_libraries(${name} PRIVATE ${ARG_LIBRARIES} vireo_version vireo_warnings)
   install(TARGETS ${name} RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+  # The tests ask every tool of this list for --help and --version.
+  set_property(GLOBAL APPEND PROPERTY VIREO_TOOL_TARGETS ${name})
   vireo_tool_extras(${name} "${ARG_DESCRIPTION}" $<TARGET_FILE:${name}> ${name})
 endfunction()
 

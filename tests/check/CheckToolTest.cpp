@@ -218,7 +218,8 @@ TEST(CheckToolUsage, UnusableInputExitsTwo) {
     EXPECT_EQ(Testing::Run(VIREO_CHECK_EXE, {}, dir.path()).exitStatus, 2);
 }
 
-// Every tool: --help exits 0, --version names the project's one version.
+// Every tool declared with vireo_add_tool(): --help exits 0, --version names
+// the project's one version.
 TEST(Tools, AnswerHelpAndVersion) {
     std::istringstream tools(VIREO_TOOLS);
     for (std::string tool; std::getline(tools, tool, ',');) {
