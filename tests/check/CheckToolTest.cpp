@@ -2,6 +2,7 @@
 // the driver passes over: the exact problem line and the exit status.
 #include <gtest/gtest.h>
 
+#include <cstdio>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -176,6 +177,22 @@ const Case kCases[] = {
      1,
      "{dir}/data/ball/s.txt:65: R Sum: 300000 of region 1 is more than its count 200 x full scale "
      "1023; the driver passes it on as it is"},
+    {"ValueAfterKey",
+     [](const std::string& d) {
+         return WithSample(d, "ball/s.txt",
+                           Replace(CleanSample(), "AECSettled:\n1", "AECSettled: 1"));
+     },
+     1,
+     "{dir}/data/ball/s.txt:3: text \"1\" after the key; the driver ignores the rest of a key "
+     "line; values go on the lines below it"},
+    {"SceneNameMisspelt",
+     [](const std::string& d) {
+         std::rename((d + "/data/indoor_1").c_str(), (d + "/data/Indoor1").c_str());
+         return std::vector<std::string>{"--data", d + "/data"};
+     },
+     1,
+     "{dir}/data/indoor_1: scene folder missing (\"Indoor1\" is here: the name must match "
+     "exactly); the driver passes over the scene without a word"},
     {"FolderAmongSamples",
      [](const std::string& d) { return WithSample(d, "indoor_2/old/x.txt", CleanSample()); }, 1,
      "{dir}/data/indoor_2/old: a folder among the samples; the driver reads it as an empty sample "

@@ -61,6 +61,29 @@ std::string SceneNames() {
     return names;
 }
 
+// A name as a person might misspell it: no case, no separators.
+std::string Loosely(const std::string& name) {
+    std::string loose;
+    for (const char c : name) {
+        if (std::isalnum(static_cast<unsigned char>(c)))
+            loose += static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+    }
+    return loose;
+}
+
+// An entry of the data folder that reads like the scene name, or "".
+std::string Lookalike(const std::string& dataDir, const std::string& scene) {
+    std::string found;
+    if (DIR* directory = opendir(dataDir.c_str())) {
+        while (const dirent* entry = readdir(directory)) {
+            if (entry->d_name[0] != '.' && Loosely(entry->d_name) == Loosely(scene))
+                found = entry->d_name;
+        }
+        closedir(directory);
+    }
+    return found;
+}
+
 void CheckScene(const std::string& sceneDir, Report& report) {
     DIR* directory = opendir(sceneDir.c_str());
     if (directory == nullptr) {
@@ -127,7 +150,11 @@ Verdict CheckDataFolder(const std::string& dataDir, const std::string& where, Re
         return Verdict::Problems;
     }
     for (const std::string& sceneDir : missing) {
-        Add(report, sceneDir, 0, "scene folder missing",
+        const std::string lookalike = Lookalike(dataDir, BaseName(sceneDir));
+        Add(report, sceneDir, 0,
+            lookalike.empty() ? std::string("scene folder missing")
+                              : "scene folder missing (\"" + lookalike +
+                                    "\" is here: the name must match exactly)",
             "the driver passes over the scene without a word");
     }
     return report.problems == before ? Verdict::Clean : Verdict::Problems;

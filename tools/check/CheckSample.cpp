@@ -230,6 +230,14 @@ void WalkLines(const std::string& path, LineReader& reader, Walk& walk, FileProb
             problems.Add(number, Format("key \"%s\" missing before this line", KeyText(missing)),
                          MissingKeyConsequence(missing));
         }
+        // Everything else on a key line is ignored, a value written after
+        // the key included.
+        const char* rest = std::strstr(line.text, KeyText(key)) + std::strlen(KeyText(key));
+        if (*SkipBlanks(rest) != '\0') {
+            problems.Add(number, "text " + Quote(SkipBlanks(rest)) + " after the key",
+                         "the driver ignores the rest of a key line; values go on the lines "
+                         "below it");
+        }
         walk.keyLine[key] = number;
         current = key;
         expected = key + 1;
