@@ -70,7 +70,7 @@ TEST_F(DriverRun, EveryScenePutsUpAWrapperWithEmptySideFilesAndOneMapping) {
     Vireo::Testing::MakeDirs(data + "/outdoor_2");
     const std::string summary = out + "/Summary.txt";
     const std::string agwdcn = out + "/agwdcn.txt";
-    environment = {"VIREO_RECORDING_MAPPING=1", "VIREO_RECORDING_WATCH=" + summary + ":" + agwdcn};
+    environment = {"VIREO_RECORDING_WATCH=" + summary + ":" + agwdcn};
     const auto result = RunDriver();
     EXPECT_EQ(result.exitStatus, 0);
     EXPECT_EQ(result.standardOutput, "");

@@ -54,9 +54,9 @@ std::string NameOf(const testing::TestParamInfo<ReadCase>& info) { return info.p
 // also read from a directory, which opens but must read as an empty file.
 template <typename Record>
 void ExpectRead(const ReaderPair<Record>& readers, const ReadCase& c) {
-    TempFolder folder;
-    std::vector<std::string> paths = {folder.Write("sample.txt", c.content)};
-    if (c.content.empty()) paths.push_back(folder.Path());
+    TempDir folder;
+    std::vector<std::string> paths = {WriteSample(folder, "sample.txt", c.content)};
+    if (c.content.empty()) paths.push_back(folder.path());
     for (std::string& path : paths) {
         for (size_t r = 0; r < readers.size(); ++r) {
             std::vector<Record> records(c.expected.size() * 4 / sizeof(Record),
@@ -356,8 +356,8 @@ TEST(ChannelReader, ShortAndLongSubsectionsInEveryPosition) {
 // failure, return -1 and leave the records alone.
 template <typename Record>
 void ExpectMissingFileReported(const ReaderPair<Record>& readers, size_t count) {
-    TempFolder folder;
-    std::string path = folder.Path() + "/absent.txt";
+    TempDir folder;
+    std::string path = folder.path() + "/absent.txt";
     const std::vector<Record> before(count, Filled<Record>(kPattern));
     for (const auto& read : readers) {
         std::vector<Record> records = before;
