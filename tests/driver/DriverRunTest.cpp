@@ -98,14 +98,6 @@ TEST_F(DriverRun, FailedLoadAWBAlgorithmIsIgnored) {
     EXPECT_EQ(Vireo::Testing::ReadLines(out + "/awbSimulationOutput.txt").size(), 7u);
 }
 
-TEST_F(DriverRun, CarriageReturnConfigurationReadsTheSame) {
-    WriteFile(config, "tuningFile=" + tuning + "\r\nawbDLL=" + algorithm + "\r\nawbSimWrapperDLL=" +
-                          wrapper + "\r\ndataDir=" + data + "\r\noutputDir=" + out + "\r\n");
-    EXPECT_EQ(RunDriver().exitStatus, 0);
-    ASSERT_EQ(CallsNamed("LoadAWBAlgorithm").size(), 8u);
-    EXPECT_EQ(CallsNamed("LoadAWBAlgorithm")[0], SceneSetUp()[1]);
-}
-
 struct SetUpFailure {
     const char* name;
     const char* wrapperPath;  // nullptr for the recording wrapper
