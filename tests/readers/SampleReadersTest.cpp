@@ -119,7 +119,8 @@ std::vector<uint32_t> Header(std::vector<float> s) {
         &r.saturationThreshold[3], &r.validRegionCount};
     // clang-format on
     for (size_t i = 0; i < 13; ++i) *fields[i] = static_cast<int32_t>(s[1 + i]);
-    for (size_t i = 0; i < 4; ++i) r.statsROI[i] = static_cast<uint32_t>(s[14 + i]);
+    // The ROI is unsigned: a negative value reads as 0.
+    for (size_t i = 0; i < 4; ++i) r.statsROI[i] = s[14 + i] > 0 ? uint32_t(s[14 + i]) : 0u;
     return Words(&r);
 }
 
@@ -154,6 +155,8 @@ INSTANTIATE_TEST_SUITE_P(
             "SinglePrecisionBeforeTruncation",
             Join(Replaced(kHeader, {{3, "16777217"}, {5, "12.9"}, {7, "-3.7"}, {9, "2.99999999"}})),
             Header(Replaced(kHeaderSlots, {{1, 16777216.0f}, {2, 12.0f}, {3, -3.0f}, {4, 3.0f}}))},
+        ReadCase{"NegativeRoiIsZero", Join(Replaced(kHeader, {{26, "-5"}, {29, "-1e12"}})),
+                 Header(Replaced(kHeaderSlots, {{14, -5.0f}, {17, -1e12f}}))},
         ReadCase{"LongLineBeforeStatsRoiEndsHeader",
                  Join(Inserted(kHeader, 25, std::string(120, '1'))),
                  Header({kHeaderSlots.begin(), kHeaderSlots.begin() + 14})},
