@@ -123,7 +123,8 @@ TEST_P(PerfectWhite, ShowsTheTrueWhitePoint) {
 
 INSTANTIATE_TEST_SUITE_P(Scenes, PerfectWhite,
                          testing::Values("chart", "indoor_1", "indoor_2", "indoor_3", "indoor_4",
-                                         "outdoor_2"));
+                                         "outdoor_2"),
+                         [](const auto& info) { return std::string(info.param); });
 
 TEST(Generator, WritesTheEightScenesAndTheirTruthTheSameForTheSameSeed) {
     Vireo::Testing::TempDir dir;

@@ -62,8 +62,9 @@ INSTANTIATE_TEST_SUITE_P(
             "[ ! -e 'a b' ]"},
         Row{"JobOutSpace", "bash $MAINJOB --out \"$PWD/a b\"", 2, "white space", "[ ! -e 'a b' ]"},
         Row{"JobCheckoutSpace",
-            "mkdir -p 'c d/tools'; cp $MAINJOB 'c d/tools'; bash 'c d/tools/main-job.sh'", 2,
-            "checkout folder", "true"},
+            "mkdir -p 'c d/tools'; touch 'c d/CMakeLists.txt'; cp $MAINJOB 'c d/tools'; bash 'c "
+            "d/tools/main-job.sh'",
+            2, "checkout folder", "true"},
         Row{"JobLongData", "bash $MAINJOB --data $PWD/$(printf %0230d 0)", 2, "characters long",
             "true"},
         Row{"CalibrateFull", "chart; echo old >o.yaml; full $TUNE calibrate --data d --out o.yaml",
