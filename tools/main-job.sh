@@ -52,6 +52,7 @@ command -v cmake >/dev/null || missing+=(cmake)
 command -v g++ >/dev/null || missing+=(g++)
 command -v make >/dev/null || missing+=(make)
 [ -f /usr/include/yaml-cpp/yaml.h ] || missing+=(libyaml-cpp-dev)
+[ -f /usr/include/png.h ] || missing+=(libpng-dev)  # vireo-report's previews
 if [ ${#missing[@]} -gt 0 ]; then
     if [ "$(id -u)" = 0 ] && command -v apt-get >/dev/null; then
         echo "      installing ${missing[*]}"
