@@ -436,18 +436,23 @@ int main(int argc, char** argv) {
                     ",\"explained\":" + (run.explainer ? "true" : "false") +
                     ",\"note\":" + Quote(note) + "}";
     }
-    std::string curveJson, zone = "0";
-    if (runs[0].haveTuning) {
-        for (const auto& c : runs[0].params.ctCurve) {
-            curveJson += std::string(curveJson.empty() ? "" : ",") + "[" + Num(std::log(c.rOverG)) +
-                         "," + Num(std::log(c.bOverG)) + "," + Num(c.ct) + "]";
+    // The curve and grey zone of each tuning; the second only when it differs.
+    std::string curves;
+    for (size_t k = 0; k < runs.size(); ++k) {
+        if (!runs[k].haveTuning || (k == 1 && runs[1].tuning == runs[0].tuning)) continue;
+        std::string points;
+        for (const auto& c : runs[k].params.ctCurve) {
+            points += std::string(points.empty() ? "" : ",") + "[" + Num(std::log(c.rOverG)) + "," +
+                      Num(std::log(c.bOverG)) + "," + Num(c.ct) + "]";
         }
-        zone = Num(runs[0].params.greyZoneWidth);
+        curves += std::string(curves.empty() ? "" : ",") + "{\"run\":" + std::to_string(k) +
+                  ",\"zone\":" + Num(runs[k].params.greyZoneWidth) + ",\"points\":[" + points +
+                  "]}";
     }
     const std::string json = "{\"title\":" + Quote(o.title) + ",\"data\":" + Quote(o.data) +
                              ",\"truth\":" + (truthRows ? "true" : "false") + ",\"scenes\":" + "[" +
-                             scenesJson + "],\"runs\":[" + runsJson + "],\"curve\":[" + curveJson +
-                             "],\"zone\":" + zone + ",\"samples\":[\n" + samplesJson + "]}";
+                             scenesJson + "],\"runs\":[" + runsJson + "],\"curves\":[" + curves +
+                             "],\"samples\":[\n" + samplesJson + "]}";
 
     std::string page = kReportPage;
     const std::string marker = "/*VIREO_REPORT_DATA*/";
