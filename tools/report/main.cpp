@@ -4,6 +4,7 @@
 // zone, and per sample a preview, the regions used and the algorithm's own
 // explanation. The page carries its data as embedded JSON and draws the
 // plots itself, so it works offline and opens fast for thousands of samples.
+#include <limits.h>
 #include <sys/stat.h>
 
 #include <algorithm>
@@ -356,13 +357,22 @@ int main(int argc, char** argv) {
         return sx != sy ? sx < sy : x.file < y.file;
     });
 
+    // Links in the page point at the sample files, so they need the whole path.
+    char resolved[PATH_MAX];
+    const std::string data = realpath(o.data.c_str(), resolved) != nullptr ? resolved : o.data;
     std::string samplesJson;
     Grid grid;
+    int unreadable = 0;
     for (const auto& p : pairs) {
         Score::SampleStats sample;
-        const std::string path = o.data + "/" + p.scene + "/" + p.file;
-        const bool loaded = Score::LoadSample(path, sample, error);
-        if (!loaded) std::fprintf(stderr, "vireo-report: no preview: %s\n", error.c_str());
+        const std::string path = data + "/" + p.scene + "/" + p.file;
+        // The readers say on standard output when a file cannot be opened;
+        // a missing file is counted here instead.
+        const bool loaded = Exists(path) ? Score::LoadSample(path, sample, error)
+                                         : (error = "no sample file " + path, false);
+        if (!loaded && ++unreadable <= 3) {
+            std::fprintf(stderr, "vireo-report: no preview: %s\n", error.c_str());
+        }
         float rFactor = 1.0f, bFactor = 1.0f;
         if (loaded) {
             bool ignored = false;
@@ -395,6 +405,12 @@ int main(int argc, char** argv) {
                                loaded ? &sample : nullptr, rFactor, bFactor, grid);
         }
         samplesJson += (samplesJson.empty() ? "" : ",\n") + j + "]}";
+    }
+
+    if (unreadable > 3) {
+        std::fprintf(stderr,
+                     "vireo-report: %d samples without a preview in all: is %s their data set?\n",
+                     unreadable, o.data.c_str());
     }
 
     // Per-scene figures.
