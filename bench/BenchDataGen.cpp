@@ -32,7 +32,7 @@ bool ParsePositive(const char* text, int limit, int* value) {
 
 int main(int argc, char** argv) {
     int samplesPerScene = 0;
-    VireoBench::Grid grid{0, 0};
+    Vireo::Bench::Grid grid{0, 0};
     if (argc != 5 || !ParsePositive(argv[2], 100000, &samplesPerScene) ||
         !ParsePositive(argv[3], 512, &grid.horizontal) ||
         !ParsePositive(argv[4], 512, &grid.vertical)) {
@@ -44,7 +44,7 @@ int main(int argc, char** argv) {
     }
     if (!grid.FitsSensor()) {
         std::fprintf(stderr, "grid %dx%d does not fit a %dx%d sensor\n", grid.horizontal,
-                     grid.vertical, VireoBench::kSensorWidth, VireoBench::kSensorHeight);
+                     grid.vertical, Vireo::Bench::kSensorWidth, Vireo::Bench::kSensorHeight);
         return 2;
     }
 
@@ -55,7 +55,7 @@ int main(int argc, char** argv) {
     }
     uint64_t totalBytes = 0;
     for (int scene = 0; scene < 8; ++scene) {
-        const std::string sceneDir = dataDir + "/" + VireoBench::kSceneNames[scene];
+        const std::string sceneDir = dataDir + "/" + Vireo::SceneList[scene];
         if (!MakeDirectory(sceneDir)) {
             std::fprintf(stderr, "cannot create %s: %s\n", sceneDir.c_str(), std::strerror(errno));
             return 1;
@@ -64,7 +64,7 @@ int main(int argc, char** argv) {
             char name[32];
             std::snprintf(name, sizeof name, "/bg_stats_%05d.txt", sample);
             const std::string path = sceneDir + name;
-            const std::string text = VireoBench::MakeSampleText(scene, sample, grid);
+            const std::string text = Vireo::Bench::MakeSampleText(scene, sample, grid);
             std::FILE* file = std::fopen(path.c_str(), "wb");
             if (file == nullptr || std::fwrite(text.data(), 1, text.size(), file) != text.size() ||
                 std::fclose(file) != 0) {

@@ -16,15 +16,15 @@ int main(int argc, char** argv) {
         return 2;
     }
     std::vector<char> buffer(1 << 20);
-    VireoBench::FloorChecksum sum;
+    Vireo::Bench::FloorChecksum sum;
     long failures = 0;
-    long samples = VireoBench::WalkSamples(argv[1], [&](char* path) {
+    long samples = Vireo::Bench::WalkSamples(argv[1], [&](char* path) {
         size_t size = 0;
-        if (!VireoBench::ReadWholeFile(path, buffer, &size)) {
+        if (!Vireo::Bench::ReadWholeFile(path, buffer, &size)) {
             ++failures;
             return;
         }
-        VireoBench::ConvertNumbers(buffer.data(), buffer.data() + size, sum);
+        Vireo::Bench::ConvertNumbers(buffer.data(), buffer.data() + size, sum);
     });
     std::printf("samples %ld bytes %llu numbers %llu checksum %llu %.6g\n", samples,
                 static_cast<unsigned long long>(sum.bytes),

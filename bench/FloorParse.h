@@ -13,7 +13,7 @@
 #include <cstdint>
 #include <vector>
 
-namespace VireoBench {
+namespace Vireo::Bench {
 
 // What the floor takes out of the files; printed so that no conversion can
 // be optimised away.
@@ -65,6 +65,6 @@ inline void ConvertNumbers(const char* text, const char* end, FloorChecksum& sum
     }
 }
 
-}  // namespace VireoBench
+}  // namespace Vireo::Bench
 
 #endif  // VIREO_BENCH_FLOOR_PARSE_H

@@ -45,7 +45,7 @@ public:
     }
     // Path and size of the file for this grid; empty path on failure.
     std::pair<std::string, size_t> For(int horizontal, int vertical) {
-        const VireoBench::Grid grid{horizontal, vertical};
+        const Vireo::Bench::Grid grid{horizontal, vertical};
         const auto key = std::make_pair(horizontal, vertical);
         if (paths_.count(key) == 0) {
             if (folder_.empty()) {
@@ -53,7 +53,7 @@ public:
                 if (mkdtemp(pattern) == nullptr) return {};
                 folder_ = pattern;
             }
-            const std::string text = VireoBench::MakeSampleText(1, 0, grid);
+            const std::string text = Vireo::Bench::MakeSampleText(1, 0, grid);
             const std::string path = folder_ + "/bg_stats_" + std::to_string(horizontal) + "x" +
                                      std::to_string(vertical) + ".txt";
             std::FILE* file = std::fopen(path.c_str(), "wb");
@@ -96,11 +96,11 @@ void Floor(benchmark::State& state) {
     size_t bytes = 0;
     if (!SampleFor(state, path, &bytes)) return;
     std::vector<char> buffer(1 << 20);
-    VireoBench::FloorChecksum sum;
+    Vireo::Bench::FloorChecksum sum;
     for (auto _ : state) {
         size_t size = 0;
-        VireoBench::ReadWholeFile(path.data(), buffer, &size);
-        VireoBench::ConvertNumbers(buffer.data(), buffer.data() + size, sum);
+        Vireo::Bench::ReadWholeFile(path.data(), buffer, &size);
+        Vireo::Bench::ConvertNumbers(buffer.data(), buffer.data() + size, sum);
     }
     benchmark::DoNotOptimize(sum);
     state.SetBytesProcessed(static_cast<int64_t>(state.iterations() * bytes));

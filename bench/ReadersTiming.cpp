@@ -21,7 +21,7 @@
 
 namespace {
 
-constexpr VireoBench::Grid kGrid{64, 48};
+constexpr Vireo::Bench::Grid kGrid{64, 48};
 
 struct Readers {
     const char* name;
@@ -61,7 +61,7 @@ Times MicrosecondsPerSample(const Readers& readers, std::string& path, int repet
 
 int main(int argc, char** argv) {
     const int repetitions = argc > 1 ? std::atoi(argv[1]) : 200;
-    const std::string content = VireoBench::MakeSampleText(0, 0, kGrid);
+    const std::string content = Vireo::Bench::MakeSampleText(0, 0, kGrid);
     std::string path =
         (std::filesystem::temp_directory_path() / "vireo-readers-timing-XXXXXX").string();
     const int descriptor = mkstemp(path.data());

@@ -7,13 +7,13 @@
 
 #include "SampleFileWriter.h"
 
-namespace VireoBench {
+namespace Vireo::Bench {
 namespace {
 
 constexpr int kBitDepth = 14;
 constexpr int kSaturationLevel = 16000;
 
-// Illuminant and light level per scene, in the order of kSceneNames.
+// Illuminant and light level per scene, in the order of SceneList (driver/RunDriver.h).
 struct SceneLight {
     double luxIndex;  // higher is darker, as the exposure control reports it
     double redOverGreen;
@@ -132,4 +132,4 @@ std::string MakeSampleText(int sceneIndex, int sampleIndex, const Grid& grid) {
     return out;
 }
 
-}  // namespace VireoBench
+}  // namespace Vireo::Bench

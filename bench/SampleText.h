@@ -9,7 +9,7 @@
 
 #include <string>
 
-namespace VireoBench {
+namespace Vireo::Bench {
 
 inline constexpr int kSensorWidth = 4608;
 inline constexpr int kSensorHeight = 3456;
@@ -29,9 +29,9 @@ struct Grid {
     }
 };
 
-// sceneIndex follows kSceneNames (SampleWalk.h), 0 to 7.
+// sceneIndex follows SceneList (driver/RunDriver.h), 0 to 7.
 std::string MakeSampleText(int sceneIndex, int sampleIndex, const Grid& grid);
 
-}  // namespace VireoBench
+}  // namespace Vireo::Bench
 
 #endif  // VIREO_BENCH_SAMPLE_TEXT_H

@@ -8,10 +8,9 @@
 
 #include <cstdio>
 
-namespace VireoBench {
+#include "RunDriver.h"
 
-inline constexpr const char* kSceneNames[] = {"ball",     "chart",    "indoor_1",  "indoor_2",
-                                              "indoor_3", "indoor_4", "outdoor_1", "outdoor_2"};
+namespace Vireo::Bench {
 
 // Calls visit(char* path) for every sample file; the path lives in a buffer that
 // the next call overwrites. Returns the number of samples visited.
@@ -19,7 +18,7 @@ template <typename Visit>
 long WalkSamples(const char* dataDir, Visit&& visit) {
     char path[4096];
     long samples = 0;
-    for (const char* scene : kSceneNames) {
+    for (const char* scene : SceneList) {
         int prefix = std::snprintf(path, sizeof path, "%s/%s/", dataDir, scene);
         if (prefix < 0 || prefix >= static_cast<int>(sizeof path)) continue;
         DIR* directory = opendir(path);
@@ -36,6 +35,6 @@ long WalkSamples(const char* dataDir, Visit&& visit) {
     return samples;
 }
 
-}  // namespace VireoBench
+}  // namespace Vireo::Bench
 
 #endif  // VIREO_BENCH_SAMPLE_WALK_H

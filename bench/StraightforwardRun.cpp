@@ -23,7 +23,7 @@ int main(int argc, char** argv) {
     Vireo::CalibrationData calibration{};
     uint64_t checksum = 0;
     long failures = 0;
-    long samples = VireoBench::WalkSamples(argv[1], [&](char* path) {
+    long samples = Vireo::Bench::WalkSamples(argv[1], [&](char* path) {
         if (Vireo::Straightforward::ParseBGStatsInfo(path, &header) != 0 ||
             header.totalRegionCount < 0) {
             ++failures;

@@ -16,6 +16,6 @@ start=$(date +%s.%N)
 "$bin/tools/report/vireo-report" --data "$work/data" "$work/out/default/awbSimulationOutput.txt" \
     "$work/out/narrow/awbSimulationOutput.txt" -o "$work/report.html"
 echo "vireo-report took $(echo "$(date +%s.%N) - $start" | bc) s"
-for run in 1 2 3; do
+for _ in 1 2 3; do
     node "$root/tests/report/browser-check.js" "$work/report.html" "$work/shot.png" 2000 2
 done

@@ -41,7 +41,7 @@ driver=$build/driver/vireo-awbsim
 floor=$bin/vireo-bench-floor
 straightforward=$bin/vireo-bench-straightforward
 measure=$bin/vireo-bench-measure
-wrapper=$bin/libvireo_noop_wrapper.so
+wrapper=$build/testkit/libvireo_noop_wrapper.so
 for program in "$driver" "$floor" "$straightforward" "$measure" "$bin/vireo-bench-datagen" "$wrapper"; do
   [ -e "$program" ] || { echo "missing $program" >&2; exit 1; }
 done
@@ -49,7 +49,7 @@ done
 # The data only changes with the generator's source, so it is made once and
 # kept under build/bench-data.
 generator_hash=$(cat "$root"/bench/{BenchDataGen.cpp,SampleText.cpp,SampleText.h} \
-  "$root"/tools/common/SampleFileWriter.{h,cpp} "$root"/readers/SampleFileKeys.h |
+  "$root"/readers/SampleFileWriter.{h,cpp} "$root"/readers/SampleFileKeys.h |
   sha256sum | cut -c1-16)
 mkdir -p "$data_root" "$work"
 

@@ -76,9 +76,6 @@ int32_t ProcessSample(RunContext& context, IAWBSimulationWrapper* wrapper, const
         return 0;
     }
     CalibrationData& calibration = context.calibrationData;
-    for (float& factor : calibration.moduleCalibrationFactors) {
-        factor = 1.0f;
-    }
     if (ParseCalibrationInfo(path, &calibration) != 0) {
         std::printf("Error in reading parser calibration info for %s\n", path);
         return 0;

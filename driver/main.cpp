@@ -15,6 +15,8 @@ int main(int argc, char** argv) {
     // About 10 KB of paths: keep it off the stack.
     const auto config = std::make_unique<Vireo::CfgFileParser>(argv[1]);
     if (config->cfgTemplateGenerated != 0) {
+        // The doubled, misspelt word is part of the fixed output that scripts
+        // around the driver match: leave it as it is.
         std::puts("Template Cfg are genrated generated successfully!");
         return 1;
     }

@@ -13,7 +13,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         factor = 1.0f;
     }
 
-    char* path = VireoFuzz::WriteInputFile(data, size);
+    char* path = Vireo::Fuzz::WriteInputFile(data, size);
     VIREO_FUZZ_CHECK(Vireo::ParseCalibrationInfo(path, &record) == 0);
     if (record.numCalibrationFactors == 0) {
         for (const float factor : record.moduleCalibrationFactors) {

@@ -29,7 +29,7 @@ bool IsFilled(const uint8_t* bytes, size_t size) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-    char* path = VireoFuzz::WriteInputFile(data, size);
+    char* path = Vireo::Fuzz::WriteInputFile(data, size);
 
     Vireo::ChannelData header{};
     VIREO_FUZZ_CHECK(Vireo::ParseBGStatsInfo(path, &header) == 0);

@@ -17,7 +17,7 @@ bool IsTerminatedWithin(const char (&field)[Vireo::kCfgPathSize]) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-    const std::string path = VireoFuzz::WriteInputFile(data, size);
+    const std::string path = Vireo::Fuzz::WriteInputFile(data, size);
     const auto parser = std::make_unique<Vireo::CfgFileParser>(path);
 
     // The driver uses the five paths as C strings whatever the file held.

@@ -6,7 +6,7 @@
 #include <cstdio>
 #include <cstdlib>
 
-namespace VireoFuzz {
+namespace Vireo::Fuzz {
 namespace {
 
 int OpenInputFile() {
@@ -42,4 +42,4 @@ char* WriteInputFile(const uint8_t* data, size_t size) {
     return path;
 }
 
-}  // namespace VireoFuzz
+}  // namespace Vireo::Fuzz

@@ -8,7 +8,7 @@
 #include <cstddef>
 #include <cstdint>
 
-namespace VireoFuzz {
+namespace Vireo::Fuzz {
 
 // Replaces the contents of this process's input file with the given bytes and
 // returns its path, a writable terminated string of at most 255 characters
@@ -17,6 +17,6 @@ namespace VireoFuzz {
 // since every later run would then test nothing.
 char* WriteInputFile(const uint8_t* data, size_t size);
 
-}  // namespace VireoFuzz
+}  // namespace Vireo::Fuzz
 
 #endif  // VIREO_FUZZ_INPUT_FILE_H

@@ -11,7 +11,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     constexpr uint32_t kUntouched = 0xA5A5A5A5u;
     record.reserved = kUntouched;
 
-    char* path = VireoFuzz::WriteInputFile(data, size);
+    char* path = Vireo::Fuzz::WriteInputFile(data, size);
     VIREO_FUZZ_CHECK(Vireo::ParseBGStatsInfo(path, &record) == 0);
     VIREO_FUZZ_CHECK(record.reserved == kUntouched);
     return 0;

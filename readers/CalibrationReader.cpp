@@ -1,9 +1,8 @@
 // Calibration section: from the first "Num Calibration Factors:" line up to
-// the channel section; value lines fill the 29 slots in file order.
+// the channel section; value lines fill the slots in file order, and the key
+// table says which field each slot fills.
 #include <cstdio>
-#include <cstring>
 
-#include "FloatToInteger.h"
 #include "LineReader.h"
 #include "SampleFileKeys.h"
 #include "SampleReaders.h"
@@ -15,7 +14,7 @@ int32_t Vireo::ParseCalibrationInfo(char* path, CalibrationData* record) {
         std::printf("Unable to open file:%s\n", path);
         return -1;
     }
-    const char* const* calibrationKeys = kSampleFileKeys + kHeaderKeyCount;
+    const SampleFileKey* const calibrationKeys = kSampleFileKeys + kHeaderKeyCount;
     float slots[kCalibrationSlotCount] = {};
     size_t filled = 0;
     size_t awaited = 0;  // index of the next calibration key
@@ -25,7 +24,7 @@ int32_t Vireo::ParseCalibrationInfo(char* path, CalibrationData* record) {
             if (line.Contains(kCalibrationEndKey)) {
                 break;
             }
-            if (awaited < kCalibrationKeyCount && line.Contains(calibrationKeys[awaited])) {
+            if (awaited < kCalibrationKeyCount && line.Contains(calibrationKeys[awaited].text)) {
                 ++awaited;
                 continue;
             }
@@ -37,19 +36,6 @@ int32_t Vireo::ParseCalibrationInfo(char* path, CalibrationData* record) {
         }
     }
 
-    record->numCalibrationFactors = FloatToUInt32(slots[0]);
-    if (record->numCalibrationFactors != 0) {
-        std::memcpy(record->calibrationFactorCCTs, &slots[1], sizeof record->calibrationFactorCCTs);
-        std::memcpy(record->moduleCalibrationFactors, &slots[7],
-                    sizeof record->moduleCalibrationFactors);
-        std::memcpy(record->singleLEDCalibrationPoint, &slots[27],
-                    sizeof record->singleLEDCalibrationPoint);
-    } else {
-        // Without calibration the wrapper gets neutral factors; the CCTs and
-        // the LED point keep what an earlier sample left.
-        for (float& factor : record->moduleCalibrationFactors) {
-            factor = 1.0f;
-        }
-    }
+    StoreCalibrationSlots(slots, record);
     return 0;
 }

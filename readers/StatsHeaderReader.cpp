@@ -1,8 +1,8 @@
-// Statistics header: value lines fill the 18 slots in file order; the header
-// keys only have to appear, in order, between them.
+// Statistics header: value lines fill the slots in file order; the header
+// keys only have to appear, in order, between them. The key table says which
+// field each slot fills.
 #include <cstdio>
 
-#include "FloatToInteger.h"
 #include "LineReader.h"
 #include "SampleFileKeys.h"
 #include "SampleReaders.h"
@@ -23,7 +23,7 @@ int32_t Vireo::ParseBGStatsInfo(char* path, ChannelData* record) {
             if (line.Contains(kHeaderEndKey)) {
                 break;
             }
-            if (awaited < kHeaderKeyCount && line.Contains(kSampleFileKeys[awaited])) {
+            if (awaited < kHeaderKeyCount && line.Contains(kSampleFileKeys[awaited].text)) {
                 ++awaited;
                 continue;
             }
@@ -34,21 +34,6 @@ int32_t Vireo::ParseBGStatsInfo(char* path, ChannelData* record) {
         }
     }
 
-    record->luxIndex = slots[0];
-    record->aecSettled = FloatToInt32(slots[1]);
-    record->horizontalRegionCount = FloatToInt32(slots[2]);
-    record->verticalRegionCount = FloatToInt32(slots[3]);
-    record->totalRegionCount = FloatToInt32(slots[4]);
-    record->regionWidth = FloatToInt32(slots[5]);
-    record->regionHeight = FloatToInt32(slots[6]);
-    record->bitDepth = FloatToInt32(slots[7]);
-    record->flags = FloatToInt32(slots[8]);
-    for (size_t i = 0; i < 4; ++i) {
-        record->saturationThreshold[i] = FloatToInt32(slots[9 + i]);
-    }
-    record->validRegionCount = FloatToInt32(slots[13]);
-    for (size_t i = 0; i < 4; ++i) {
-        record->statsROI[i] = FloatToUInt32(slots[14 + i]);
-    }
+    StoreHeaderSlots(slots, record);
     return 0;
 }

@@ -34,12 +34,14 @@ run_driver() {
 # check_driver_runs WORK DRIVER WRAPPER [CHECKER...]: a well-formed tree of
 # eight scenes (24 records, status 0), then a tree whose samples take every
 # failure path (status 255: its last scene ends on a negative region count).
+# The trees come from the vireo-datagen built beside DRIVER.
 check_driver_runs() {
     local work=$1 driver=$2 wrapper=$3
     shift 3
+    DATAGEN=${DATAGEN:-$(dirname "$driver")/../tools/datagen/vireo-datagen}
     # The recording wrapper returns the outputs its tuning file lists, in turn.
     printf '%s\n' "output=1.5 1 0.75 5000 0" "output=2 1 1.23456789 6500 16" >"$work/tuning.bin"
-    write_sample_tree "$work/clean" 3 48
+    write_sample_tree "$work/clean" 3 8x6
     run_driver "$work" clean 0 "$driver" "$wrapper" "$@"
     [ "$(grep -c '^cct    : ' "$work/clean-out/awbSimulationOutput.txt")" -eq 24 ] ||
         { echo "clean: expected 24 records" >&2; return 1; }

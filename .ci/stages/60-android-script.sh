@@ -18,7 +18,7 @@ wrapper=$(find "$PWD/build/test" -name 'libvireo_recording_wrapper*.so' -print -
 
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
-write_sample_tree "$work/data" 2 8
+DATAGEN=build/test/tools/datagen/vireo-datagen write_sample_tree "$work/data" 2 4x2
 # The recording wrapper returns an output for every sample when told so.
 echo "output=1.5 1 2 5000 0" >"$work/tuning.bin"
 : >"$work/libalgorithm.so"

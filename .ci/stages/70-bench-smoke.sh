@@ -13,7 +13,7 @@ bash bench/run-bench.sh --smoke
 log=$(mktemp)
 trap 'rm -f "$log"' EXIT
 status=0
-build/bench/reference/bench/reference_bench --benchmark_min_time=0.01 >"$log" 2>&1 || status=$?
+build/bench/bench/reference/reference_bench --benchmark_min_time=0.01 >"$log" 2>&1 || status=$?
 if [ "$status" -gt 1 ]; then
     cat "$log" >&2
     echo "reference_bench failed with status $status" >&2

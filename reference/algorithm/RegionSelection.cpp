@@ -13,8 +13,8 @@ namespace Awb {
 
 namespace {
 
-// Bit depths outside this range are not believable; 10 bits is the
-// statistics depth of the cameras this was made for.
+// A bit depth outside 1 to 24 is not believable; such a frame is read as
+// 10-bit statistics.
 constexpr int kDefaultBitDepth = 10;
 
 }  // namespace
@@ -274,7 +274,10 @@ uint32_t SelectRegions(const VireoAwbRegion* regions, int32_t count, const Selec
 }
 
 void ModuleFactors(const VireoAwbFrame& frame, float* rFactor, float* bFactor, bool* ignored) {
-    auto usable = [](float f) { return std::isfinite(f) && f >= 0.25f && f <= 4.0f; };
+    auto usable = [](float f) {
+        return std::isfinite(f) && f >= VIREO_AWB_MODULE_FACTOR_MIN &&
+               f <= VIREO_AWB_MODULE_FACTOR_MAX;
+    };
     const float r = frame.moduleCalibrationFactors[0];
     const float b = frame.moduleCalibrationFactors[1];
     *rFactor = usable(r) ? r : 1.0f;

@@ -41,7 +41,8 @@ uint32_t SelectRegions(const VireoAwbRegion* regions, int32_t count, const Selec
 
 // The module's R/G and B/G relative to the golden module: the first two
 // calibration factors, each replaced by 1 when not finite or outside
-// [0.25, 4]. *ignored tells whether that happened.
+// [VIREO_AWB_MODULE_FACTOR_MIN, VIREO_AWB_MODULE_FACTOR_MAX]. *ignored tells
+// whether that happened.
 void ModuleFactors(const VireoAwbFrame& frame, float* rFactor, float* bFactor, bool* ignored);
 
 }  // namespace Awb

@@ -26,8 +26,8 @@ void PrintTo(const ConfigCase& c, std::ostream* os) { *os << c.name; }
 class ConfigFile : public testing::TestWithParam<ConfigCase> {};
 
 TEST_P(ConfigFile, FieldsAreTakenByPosition) {
-    VireoTest::TempDir dir;
-    VireoTest::WriteFile(dir / "run.cfg", GetParam().content);
+    Vireo::Testing::TempDir dir;
+    Vireo::Testing::WriteFile(dir / "run.cfg", GetParam().content);
     Vireo::CfgFileParser config(dir / "run.cfg");
     EXPECT_EQ(config.cfgLoaded, 1);
     EXPECT_EQ(config.cfgTemplateGenerated, 0);
@@ -70,7 +70,7 @@ INSTANTIATE_TEST_SUITE_P(
     [](const testing::TestParamInfo<ConfigCase>& info) { return std::string(info.param.name); });
 
 TEST(ConfigFile, UnreadableFileLeavesEmptyPathsAndNoFlag) {
-    VireoTest::TempDir dir;
+    Vireo::Testing::TempDir dir;
     Vireo::CfgFileParser config(dir / "missing.cfg");
     EXPECT_EQ(config.cfgLoaded, 0);
     EXPECT_EQ(config.cfgTemplateGenerated, 0);

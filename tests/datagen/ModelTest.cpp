@@ -97,10 +97,10 @@ std::string MakeDcp(const std::vector<int32_t>& m1, int illum1, const std::vecto
 }
 
 TEST(CameraProfiles, ReadsTheMatricesAndIlluminantsOfAProfile) {
-    VireoTest::TempDir dir;
-    VireoTest::WriteFile(dir / "cam.dcp",
-                         MakeDcp({10000, -5000, 0, 0, 10000, 0, 0, 2500, 5000}, 17,
-                                 {8000, 0, -1000, -4000, 12000, 2000, 0, 2000, 6000}, 21));
+    Vireo::Testing::TempDir dir;
+    Vireo::Testing::WriteFile(dir / "cam.dcp",
+                              MakeDcp({10000, -5000, 0, 0, 10000, 0, 0, 2500, 5000}, 17,
+                                      {8000, 0, -1000, -4000, 12000, 2000, 0, 2000, 6000}, 21));
     CameraProfile p;
     std::string error;
     ASSERT_TRUE(ReadDcpProfile(dir / "cam.dcp", p, error)) << error;
@@ -117,7 +117,7 @@ TEST(CameraProfiles, ReadsTheMatricesAndIlluminantsOfAProfile) {
 }
 
 TEST(CameraProfiles, RefusesFilesThatAreNoProfile) {
-    VireoTest::TempDir dir;
+    Vireo::Testing::TempDir dir;
     const std::string good =
         MakeDcp({1, 0, 0, 0, 1, 0, 0, 0, 1}, 17, {1, 0, 0, 0, 1, 0, 0, 0, 1}, 21);
     const struct {
@@ -130,7 +130,7 @@ TEST(CameraProfiles, RefusesFilesThatAreNoProfile) {
                   good.substr(0, 4) + std::string("\xff\x00\x00\x00", 4) + good.substr(8)},
                  {"no ColorMatrix1", good.substr(0, 8) + std::string("\x00\x00", 2)}};
     for (const auto& c : cases) {
-        VireoTest::WriteFile(dir / "bad.dcp", c.bytes);
+        Vireo::Testing::WriteFile(dir / "bad.dcp", c.bytes);
         CameraProfile p;
         std::string error;
         EXPECT_FALSE(ReadDcpProfile(dir / "bad.dcp", p, error)) << c.name;
@@ -143,7 +143,7 @@ TEST(CameraProfiles, RefusesFilesThatAreNoProfile) {
 TEST(CameraProfiles, BuiltInCamerasMatchTheInstalledProfiles) {
     for (const auto& cam : BuiltInCameras()) {
         const std::string path = std::string(kRawTherapeeProfileDir) + "/" + cam.name + ".dcp";
-        if (!VireoTest::Exists(path)) GTEST_SKIP() << "rawtherapee-data is not installed";
+        if (!Vireo::Testing::Exists(path)) GTEST_SKIP() << "rawtherapee-data is not installed";
         CameraProfile file;
         std::string error;
         ASSERT_TRUE(ReadDcpProfile(path, file, error)) << error;

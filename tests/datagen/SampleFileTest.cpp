@@ -10,6 +10,7 @@
 
 #include "CameraProfile.h"
 #include "GroundTruth.h"
+#include "RunDriver.h"
 #include "SampleFile.h"
 #include "SampleStats.h"
 #include "Scenes.h"
@@ -35,7 +36,7 @@ TEST(SampleFile, ReadersFindEveryFieldWhereTheGeneratorPutIt) {
     Random noise(7, {1});
     const Capture cap = Simulate(MakeScene("outdoor_2", 3, 7), camera, module, sensor, noise);
 
-    VireoTest::TempDir dir;
+    Vireo::Testing::TempDir dir;
     ASSERT_TRUE(WriteSampleFile(dir / "s.txt", cap, sensor, module));
     Vireo::Score::SampleStats read;
     std::string error;
@@ -73,7 +74,7 @@ TEST(SampleFile, ReadersFindEveryFieldWhereTheGeneratorPutIt) {
             << i;
     }
     // Every line stays within the readers' 99 characters.
-    for (const std::string& line : VireoTest::ReadLines(dir / "s.txt"))
+    for (const std::string& line : Vireo::Testing::ReadLines(dir / "s.txt"))
         ASSERT_LT(line.size(), 100u);
 }
 
@@ -125,12 +126,12 @@ INSTANTIATE_TEST_SUITE_P(Scenes, PerfectWhite,
                                          "outdoor_2"));
 
 TEST(Generator, WritesTheEightScenesAndTheirTruthTheSameForTheSameSeed) {
-    VireoTest::TempDir dir;
+    Vireo::Testing::TempDir dir;
     for (const char* run : {"a 5", "b 5", "c 6"}) {
-        ASSERT_EQ(VireoTest::Run(VIREO_DATAGEN_EXE,
-                                 {"--samples", "2", "--grid", "16x12", "--quiet", "--seed", run + 2,
-                                  "--out", dir / std::string(run, 1)},
-                                 dir.path())
+        ASSERT_EQ(Vireo::Testing::Run(VIREO_DATAGEN_EXE,
+                                      {"--samples", "2", "--grid", "16x12", "--quiet", "--seed",
+                                       run + 2, "--out", dir / std::string(run, 1)},
+                                      dir.path())
                       .exitStatus,
                   0);
     }
@@ -139,24 +140,24 @@ TEST(Generator, WritesTheEightScenesAndTheirTruthTheSameForTheSameSeed) {
     ASSERT_TRUE(ReadGroundTruth(dir / "a/ground_truth.csv", truth, error)) << error;
     ASSERT_EQ(truth.size(), 16u);
     for (const auto& row : truth) {
-        ASSERT_TRUE(VireoTest::Exists(dir / ("a/" + row.path))) << row.path;
+        ASSERT_TRUE(Vireo::Testing::Exists(dir / ("a/" + row.path))) << row.path;
         EXPECT_EQ(row.path, row.scene + "/" + row.File());
         EXPECT_NEAR(row.gainR * row.whiteRG, 1.0, 1e-6);
         EXPECT_NEAR(row.gainB * row.whiteBG, 1.0, 1e-6);
     }
-    for (const char* scene : kSceneNames)
-        EXPECT_TRUE(VireoTest::Exists(dir / (std::string("a/") + scene + "/sample_0002.txt")))
+    for (const char* scene : Vireo::SceneList)
+        EXPECT_TRUE(Vireo::Testing::Exists(dir / (std::string("a/") + scene + "/sample_0002.txt")))
             << scene;
-    EXPECT_EQ(VireoTest::ReadFile(dir / "a/indoor_4/sample_0001.txt"),
-              VireoTest::ReadFile(dir / "b/indoor_4/sample_0001.txt"));
-    EXPECT_EQ(VireoTest::ReadFile(dir / "a/ground_truth.csv"),
-              VireoTest::ReadFile(dir / "b/ground_truth.csv"));
-    EXPECT_NE(VireoTest::ReadFile(dir / "a/indoor_4/sample_0001.txt"),
-              VireoTest::ReadFile(dir / "c/indoor_4/sample_0001.txt"));
+    EXPECT_EQ(Vireo::Testing::ReadFile(dir / "a/indoor_4/sample_0001.txt"),
+              Vireo::Testing::ReadFile(dir / "b/indoor_4/sample_0001.txt"));
+    EXPECT_EQ(Vireo::Testing::ReadFile(dir / "a/ground_truth.csv"),
+              Vireo::Testing::ReadFile(dir / "b/ground_truth.csv"));
+    EXPECT_NE(Vireo::Testing::ReadFile(dir / "a/indoor_4/sample_0001.txt"),
+              Vireo::Testing::ReadFile(dir / "c/indoor_4/sample_0001.txt"));
 }
 
 TEST(Generator, RefusesBadArguments) {
-    VireoTest::TempDir dir;
+    Vireo::Testing::TempDir dir;
     const std::vector<std::vector<std::string>> cases = {
         {},                                                  // no --out
         {"--out", dir / "x", "--samples", "0"},              // no samples
@@ -165,12 +166,12 @@ TEST(Generator, RefusesBadArguments) {
         {"--out", dir / "x", "--camera", "No Such Camera"},  // unknown camera
     };
     for (const auto& args : cases)
-        EXPECT_NE(VireoTest::Run(VIREO_DATAGEN_EXE, args, dir.path()).exitStatus, 0)
+        EXPECT_NE(Vireo::Testing::Run(VIREO_DATAGEN_EXE, args, dir.path()).exitStatus, 0)
             << testing::PrintToString(args);
 }
 
 TEST(GroundTruth, RefusesMalformedRows) {
-    VireoTest::TempDir dir;
+    Vireo::Testing::TempDir dir;
     TruthRow row;
     row.path = "ball/sample_0001.txt";
     row.scene = "ball";
@@ -191,7 +192,7 @@ TEST(GroundTruth, RefusesMalformedRows) {
          false},
         {"zero white", header + "ball/x.txt,ball,A,planckian,2856,0,0,1,1,1,1,1,1,0\n", false}};
     for (const auto& c : cases) {
-        VireoTest::WriteFile(dir / "t.csv", c.text);
+        Vireo::Testing::WriteFile(dir / "t.csv", c.text);
         std::vector<TruthRow> rows;
         std::string error;
         EXPECT_EQ(ReadGroundTruth(dir / "t.csv", rows, error), c.ok) << c.name << ": " << error;

@@ -12,7 +12,7 @@
 
 class DriverFixture : public testing::Test {
 protected:
-    VireoTest::TempDir dir;
+    Vireo::Testing::TempDir dir;
     const std::string config = dir / "run.cfg";
     const std::string data = dir / "data";
     const std::string out = dir / "out";
@@ -23,31 +23,31 @@ protected:
     std::vector<std::string> environment;
 
     void WriteConfig(const std::string& outputDir) {
-        VireoTest::WriteFile(config, "tuningFile=" + tuning + "\nawbDLL=" + algorithm +
-                                         "\nawbSimWrapperDLL=" + wrapper + "\ndataDir=" + data +
-                                         "\noutputDir=" + outputDir + "\n");
+        Vireo::Testing::WriteFile(config, "tuningFile=" + tuning + "\nawbDLL=" + algorithm +
+                                              "\nawbSimWrapperDLL=" + wrapper + "\ndataDir=" +
+                                              data + "\noutputDir=" + outputDir + "\n");
     }
 
     // Writes a sample file into a scene folder and returns its path as the
     // driver builds it.
     std::string AddSample(const std::string& scene, const std::string& name,
                           const std::string& text) {
-        VireoTest::MakeDirs(data + "/" + scene);
+        Vireo::Testing::MakeDirs(data + "/" + scene);
         const std::string path = data + "/" + scene + "/" + name;
-        VireoTest::WriteFile(path, text);
+        Vireo::Testing::WriteFile(path, text);
         return path;
     }
 
-    VireoTest::RunResult RunDriver() {
-        if (!VireoTest::Exists(config)) {
+    Vireo::Testing::RunResult RunDriver() {
+        if (!Vireo::Testing::Exists(config)) {
             WriteConfig(out);
         }
         std::vector<std::string> env = environment;
         env.push_back("VIREO_RECORDING_LOG=" + log);
-        return VireoTest::Run(VIREO_DRIVER, {config}, dir.path(), env);
+        return Vireo::Testing::Run(VIREO_DRIVER, {config}, dir.path(), env);
     }
 
-    std::vector<std::string> Calls() const { return VireoTest::ReadLines(log); }
+    std::vector<std::string> Calls() const { return Vireo::Testing::ReadLines(log); }
 
     // Calls whose first word is `name`.
     std::vector<std::string> CallsNamed(const std::string& name) const {

@@ -12,14 +12,12 @@
 #include <string>
 #include <vector>
 
+#include "SampleFileKeys.h"
+
 namespace Vireo {
 namespace Testing {
 
 using Lines = std::vector<std::string>;
-
-// Value lines after each header key, then after each calibration key.
-inline const std::vector<int> kHeaderValuesPerKey = {1, 1, 1, 1, 1, 1, 1, 1, 1, 4, 1, 4};
-inline const std::vector<int> kCalibrationValuesPerKey = {1, 6, 20, 2};
 
 // A folder under the system's temporary directory, removed with its files.
 class TempFolder {
@@ -48,18 +46,23 @@ private:
     std::string path_;
 };
 
-// Each key line followed by as many of values (in order) as its count says.
-inline Lines SectionLines(const char* const* keys, const std::vector<int>& valuesPerKey,
-                          const Lines& values) {
+// Keys [first, first + count) of the key table, each followed by as many of
+// values (in order) as the table gives it; fewer values leave later keys
+// without any.
+inline Lines SectionLines(size_t first, size_t count, const Lines& values) {
     Lines lines;
     size_t next = 0;
-    for (size_t k = 0; k < valuesPerKey.size(); ++k) {
-        lines.push_back(keys[k]);
-        for (int i = 0; i < valuesPerKey[k] && next < values.size(); ++i) {
+    for (size_t k = first; k < first + count; ++k) {
+        lines.push_back(kSampleFileKeys[k].text);
+        for (size_t i = 0; i < kSampleFileKeys[k].valueCount && next < values.size(); ++i) {
             lines.push_back(values[next++]);
         }
     }
     return lines;
+}
+inline Lines HeaderLines(const Lines& values) { return SectionLines(0, kHeaderKeyCount, values); }
+inline Lines CalibrationLines(const Lines& values) {
+    return SectionLines(kHeaderKeyCount, kCalibrationKeyCount, values);
 }
 
 // A record with every byte set to pattern, so that a field the reader must

@@ -68,11 +68,10 @@ public:
         Lines header;
         for (size_t i = 0; i < Vireo::kHeaderSlotCount; ++i)
             header.push_back(i == 4 ? std::to_string(regions) : Number());
-        Lines lines = SectionLines(Vireo::kSampleFileKeys, kHeaderValuesPerKey, header);
+        Lines lines = HeaderLines(header);
         Lines calibration;
         for (size_t i = 0; i < Vireo::kCalibrationSlotCount; ++i) calibration.push_back(Number());
-        for (const std::string& line : SectionLines(Vireo::kSampleFileKeys + Vireo::kHeaderKeyCount,
-                                                    kCalibrationValuesPerKey, calibration)) {
+        for (const std::string& line : CalibrationLines(calibration)) {
             lines.push_back(line);
         }
         for (size_t k = 0; k < Vireo::kChannelSubsectionCount; ++k) {
@@ -91,7 +90,7 @@ public:
         const size_t all = Vireo::kSampleFileKeyCount + Vireo::kChannelSubsectionCount + 1;
         const size_t pick = Below(all);
         return pick < Vireo::kSampleFileKeyCount
-                   ? Vireo::kSampleFileKeys[pick]
+                   ? Vireo::kSampleFileKeys[pick].text
                    : Vireo::kChannelKeys[pick - Vireo::kSampleFileKeyCount];
     }
 

@@ -97,9 +97,10 @@ std::vector<float> SlotsOf(const Lines& values) {
 }
 
 // Key lines with a value on the key's own line, where it is lost.
-std::string ValuesOnKeyLines(const char* const* keys, size_t count) {
+std::string ValuesOnKeyLines(size_t first, size_t count) {
     std::string text;
-    for (size_t k = 0; k < count; ++k) text += keys[k] + std::string(" 3\n");
+    for (size_t k = first; k < first + count; ++k)
+        text += Vireo::kSampleFileKeys[k].text + std::string(" 3\n");
     return text;
 }
 
@@ -112,9 +113,7 @@ const std::vector<float> kHeaderSlots = SlotsOf(kHeaderValues);
 // The well-formed header and the line that ends it. Line 2k is the key of
 // field k for the first nine fields and line 2k + 1 its value; the
 // saturation values are lines 19 to 22, the ROI values 26 to 29.
-const Lines kHeader =
-    Inserted(SectionLines(Vireo::kSampleFileKeys, kHeaderValuesPerKey, kHeaderValues), 30,
-             Vireo::kHeaderEndKey);
+const Lines kHeader = Inserted(HeaderLines(kHeaderValues), 30, Vireo::kHeaderEndKey);
 
 // The record a table of slots gives, every slot within its field's range.
 std::vector<uint32_t> Header(std::vector<float> s) {
@@ -144,7 +143,7 @@ INSTANTIATE_TEST_SUITE_P(
                  Header(kHeaderSlots)},
         ReadCase{"EmptyFileOrDirectory", "", Header({})},
         ReadCase{"CarriageReturns", Join(kHeader, "\r\n"), Header(kHeaderSlots)},
-        ReadCase{"ValuesOnKeyLinesAreLost", ValuesOnKeyLines(Vireo::kSampleFileKeys, 12),
+        ReadCase{"ValuesOnKeyLinesAreLost", ValuesOnKeyLines(0, Vireo::kHeaderKeyCount),
                  Header({})},
         ReadCase{"MissingLuxValueShiftsEarlier", Join(Erased(kHeader, 1)),
                  Header({1, 64, 48, 3072, 30, 40, 10, 7, 1023, 1022, 1021, 1020, 3000, 8, 16, 1920,
@@ -186,10 +185,7 @@ const std::vector<float> kCalibrationSlots = SlotsOf(kCalibrationValues);
 // Key lines with their values: line 1 is the count, lines 3 to 8 the CCTs,
 // 10 to 29 the factors, 31 and 32 the LED point. Fewer values leave the
 // later keys without any.
-Lines CalibrationLines(const Lines& values = kCalibrationValues) {
-    return SectionLines(Vireo::kSampleFileKeys + Vireo::kHeaderKeyCount, kCalibrationValuesPerKey,
-                        values);
-}
+const Lines kCalibration = CalibrationLines(kCalibrationValues);
 
 // Between a header that must be passed over and a channel section that must
 // not be read.
@@ -222,37 +218,37 @@ const std::vector<uint32_t> kNoCalibration = Calibration(0, {});
 INSTANTIATE_TEST_SUITE_P(
     Cases, CalibrationReaderTest,
     testing::Values(
-        ReadCase{"Complete", CalibrationFile(CalibrationLines()), kComplete},
-        ReadCase{"CarriageReturns", CalibrationFile(CalibrationLines(), "\r\n"), kComplete},
+        ReadCase{"Complete", CalibrationFile(kCalibration), kComplete},
+        ReadCase{"CarriageReturns", CalibrationFile(kCalibration, "\r\n"), kComplete},
         ReadCase{"EmptyFileOrDirectory", "", kNoCalibration},
         ReadCase{"NoSection", CalibrationFile({}), kNoCalibration},
-        ReadCase{"ZeroCountDropsValues", CalibrationFile(Replaced(CalibrationLines(), {{1, "0"}})),
+        ReadCase{"ZeroCountDropsValues", CalibrationFile(Replaced(kCalibration, {{1, "0"}})),
                  kNoCalibration},
-        ReadCase{"CountBelowOneIsZero", CalibrationFile(Replaced(CalibrationLines(), {{1, "0.9"}})),
+        ReadCase{"CountBelowOneIsZero", CalibrationFile(Replaced(kCalibration, {{1, "0.9"}})),
                  kNoCalibration},
-        ReadCase{"CountTruncated", CalibrationFile(Replaced(CalibrationLines(), {{1, "3.7"}})),
+        ReadCase{"CountTruncated", CalibrationFile(Replaced(kCalibration, {{1, "3.7"}})),
                  Calibration(3, Replaced(kCalibrationSlots, {{0, 3.7f}}))},
         ReadCase{"OnlyCctsGiveZeroFactors",
                  CalibrationFile(CalibrationLines({kCalibrationValues.begin(),
                                                    kCalibrationValues.begin() + 7})),
                  Calibration(3, {kCalibrationSlots.begin(), kCalibrationSlots.begin() + 7})},
         ReadCase{"ValuesOnKeyLinesAreLost",
-                 ValuesOnKeyLines(Vireo::kSampleFileKeys + Vireo::kHeaderKeyCount, 4),
+                 ValuesOnKeyLines(Vireo::kHeaderKeyCount, Vireo::kCalibrationKeyCount),
                  kNoCalibration},
         ReadCase{"LongLineAmongFactorsEndsSection",
-                 CalibrationFile(Inserted(CalibrationLines(), 15, std::string(120, '1'))),
+                 CalibrationFile(Inserted(kCalibration, 15, std::string(120, '1'))),
                  Calibration(3, {kCalibrationSlots.begin(), kCalibrationSlots.begin() + 12})},
         ReadCase{"Line99IsRead",
-                 CalibrationFile(Replaced(CalibrationLines(), {{1, "3" + std::string(98, ' ')}})),
+                 CalibrationFile(Replaced(kCalibration, {{1, "3" + std::string(98, ' ')}})),
                  kComplete},
-        ReadCase{"EndKeyWinsOverAwaitedKey",
-                 CalibrationFile(Replaced(CalibrationLines(),
-                                          {{30, "R Sum: Single LED Calibration Point:"}})),
-                 Calibration(3, {kCalibrationSlots.begin(), kCalibrationSlots.begin() + 27})},
-        ReadCase{"BlankLineIsZero", CalibrationFile(Replaced(CalibrationLines(), {{3, ""}})),
+        ReadCase{
+            "EndKeyWinsOverAwaitedKey",
+            CalibrationFile(Replaced(kCalibration, {{30, "R Sum: Single LED Calibration Point:"}})),
+            Calibration(3, {kCalibrationSlots.begin(), kCalibrationSlots.begin() + 27})},
+        ReadCase{"BlankLineIsZero", CalibrationFile(Replaced(kCalibration, {{3, ""}})),
                  Calibration(3, Replaced(kCalibrationSlots, {{1, 0.0f}}))},
         ReadCase{"MissingKeyTurnsLaterKeyIntoZero",
-                 CalibrationFile(Erased(CalibrationLines(), 9)),  // "Module Calibration Factors:"
+                 CalibrationFile(Erased(kCalibration, 9)),  // "Module Calibration Factors:"
                  Calibration(3, Replaced(kCalibrationSlots, {{27, 0.0f}, {28, 0.5f}}))}),
     NameOf);
 

@@ -13,7 +13,7 @@
 
 namespace {
 
-using VireoTest::TempDir;
+using Vireo::Testing::TempDir;
 
 struct SamplePlan {
     const char* scene;
@@ -39,7 +39,7 @@ std::string SampleFile(const SamplePlan& plan, int seed) {
     const int rows = 12;
     auto made = Vireo::Testing::MakeScene(columns * rows, plan.seen, {0.9f, 0.3f, 0.2f}, 0.5f,
                                           0.01f, static_cast<uint32_t>(seed));
-    VireoTest::SampleText text = VireoTest::MakeSample(columns * rows, seed);
+    Vireo::Testing::SampleText text = Vireo::Testing::MakeSample(columns * rows, seed);
     text.header[0] = "150";                    // lux index: outdoors
     text.header[2] = std::to_string(columns);  // horizontal count
     text.header[3] = std::to_string(rows);     // vertical count
@@ -56,7 +56,7 @@ std::string SampleFile(const SamplePlan& plan, int seed) {
         text.regions[i] = {{{r.rSum, r.grSum, r.bSum, r.gbSum}},
                            {{r.rCount, r.grCount, r.bCount, r.gbCount}}};
     }
-    return VireoTest::SampleFileText(text);
+    return Vireo::Testing::SampleFileText(text);
 }
 
 struct Record {
@@ -66,15 +66,15 @@ struct Record {
 
 // Runs the driver over dir/data with the given tuning; its results by sample path.
 std::map<std::string, Record> RunDriver(const TempDir& dir, const std::string& tuning) {
-    VireoTest::WriteFile(dir / "run.cfg", "tuningFile=" + tuning +
-                                              "\nawbDLL=" VIREO_TEST_AWB_LIBRARY
-                                              "\nawbSimWrapperDLL=" VIREO_TEST_WRAPPER_LIBRARY
-                                              "\ndataDir=" +
-                                              dir / "data" + "\noutputDir=" + dir / "out" + "\n");
-    const auto run = VireoTest::Run(VIREO_TEST_DRIVER, {dir / "run.cfg"}, dir.path());
+    Vireo::Testing::WriteFile(dir / "run.cfg",
+                              "tuningFile=" + tuning +
+                                  "\nawbDLL=" VIREO_TEST_AWB_LIBRARY
+                                  "\nawbSimWrapperDLL=" VIREO_TEST_WRAPPER_LIBRARY "\ndataDir=" +
+                                  dir / "data" + "\noutputDir=" + dir / "out" + "\n");
+    const auto run = Vireo::Testing::Run(VIREO_TEST_DRIVER, {dir / "run.cfg"}, dir.path());
     EXPECT_EQ(run.exitStatus, 0) << run.standardOutput;
     const std::vector<std::string> lines =
-        VireoTest::ReadLines(dir / "out/awbSimulationOutput.txt");
+        Vireo::Testing::ReadLines(dir / "out/awbSimulationOutput.txt");
     std::map<std::string, Record> records;
     for (size_t i = 0; i + 6 <= lines.size(); i += 7) {
         auto value = [&](size_t line) {
@@ -89,8 +89,8 @@ std::map<std::string, Record> RunDriver(const TempDir& dir, const std::string& t
 
 TEST(ReferenceEndToEnd, DriverDecidesEverySampleOfTheSceneTree) {
     TempDir dir;
-    VireoTest::WriteFile(dir / "tuning.yaml", kTuningYaml);
-    const auto compiled = VireoTest::Run(
+    Vireo::Testing::WriteFile(dir / "tuning.yaml", kTuningYaml);
+    const auto compiled = Vireo::Testing::Run(
         VIREO_TEST_TUNE_TOOL, {"compile", dir / "tuning.yaml", dir / "tuning.bin"}, dir.path());
     ASSERT_EQ(compiled.exitStatus, 0);
 
@@ -104,9 +104,9 @@ TEST(ReferenceEndToEnd, DriverDecidesEverySampleOfTheSceneTree) {
     };
     int seed = 1;
     for (const SamplePlan& plan : samples) {
-        VireoTest::MakeDirs(dir / "data" + "/" + plan.scene);
-        VireoTest::WriteFile(dir / "data" + "/" + plan.scene + "/" + plan.name,
-                             SampleFile(plan, seed++));
+        Vireo::Testing::MakeDirs(dir / "data" + "/" + plan.scene);
+        Vireo::Testing::WriteFile(dir / "data" + "/" + plan.scene + "/" + plan.name,
+                                  SampleFile(plan, seed++));
     }
     const auto records = RunDriver(dir, dir / "tuning.bin");
     ASSERT_EQ(records.size(), std::size(samples));
@@ -129,9 +129,10 @@ TEST(ReferenceEndToEnd, DriverDecidesEverySampleOfTheSceneTree) {
 
 TEST(ReferenceEndToEnd, DefaultTuningBuiltWithTheProjectRunsTheDriver) {
     TempDir dir;
-    VireoTest::MakeDirs(dir / "data/chart");
-    VireoTest::WriteFile(dir / "data/chart/s.txt",
-                         SampleFile({"chart", "s.txt", {0.6f, 0.55f}, 1.0f, 1.0f, false, 0}, 3));
+    Vireo::Testing::MakeDirs(dir / "data/chart");
+    Vireo::Testing::WriteFile(
+        dir / "data/chart/s.txt",
+        SampleFile({"chart", "s.txt", {0.6f, 0.55f}, 1.0f, 1.0f, false, 0}, 3));
     EXPECT_EQ(RunDriver(dir, VIREO_TEST_DEFAULT_TUNING).size(), 1u);
 }
 

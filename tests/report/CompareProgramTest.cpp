@@ -29,28 +29,29 @@ protected:
             row.scene = std::string(path).substr(0, std::string(path).find('/'));
             row.illuminant = "D50", row.kind = "daylight", row.cct = 5000;
             row.whiteRG = row.whiteBG = 0.5;
-            VireoTest::WriteFile(dir / "truth.csv", truth += Vireo::Datagen::FormatTruthRow(row));
+            Vireo::Testing::WriteFile(dir / "truth.csv",
+                                      truth += Vireo::Datagen::FormatTruthRow(row));
         }
         // ball/s2 gets better by exactly as much as chart/s1 gets worse (a
         // tie, broken by scene order); ball/s1 stays; indoor_1/x is lost in
         // B and outdoor_1/y new in B.
-        VireoTest::WriteFile(dir / "a.txt", Record("/d/ball/s1.txt", 2, 2, 5000) +
-                                                Record("/d/ball/s2.txt", 1, 2, 4000) +
-                                                Record("/d/chart/s1.txt", 2, 2, 5000) +
-                                                Record("/d/indoor_1/x.txt", 2, 2, 5000));
-        VireoTest::WriteFile(dir / "b.txt", Record("/e/chart/s1.txt", 1, 2, 4000) +
-                                                Record("/e/ball/s2.txt", 2, 2, 5000) +
-                                                Record("/e/ball/s1.txt", 2, 2, 5000) +
-                                                Record("/e/outdoor_1/y.txt", 2, 2, 5000));
-        VireoTest::WriteFile(dir / "twice.txt", Record("/d/ball/s1.txt", 2, 2, 5000) +
-                                                    Record("/d/ball/s1.txt", 1, 2, 5000));
+        Vireo::Testing::WriteFile(dir / "a.txt", Record("/d/ball/s1.txt", 2, 2, 5000) +
+                                                     Record("/d/ball/s2.txt", 1, 2, 4000) +
+                                                     Record("/d/chart/s1.txt", 2, 2, 5000) +
+                                                     Record("/d/indoor_1/x.txt", 2, 2, 5000));
+        Vireo::Testing::WriteFile(dir / "b.txt", Record("/e/chart/s1.txt", 1, 2, 4000) +
+                                                     Record("/e/ball/s2.txt", 2, 2, 5000) +
+                                                     Record("/e/ball/s1.txt", 2, 2, 5000) +
+                                                     Record("/e/outdoor_1/y.txt", 2, 2, 5000));
+        Vireo::Testing::WriteFile(dir / "twice.txt", Record("/d/ball/s1.txt", 2, 2, 5000) +
+                                                         Record("/d/ball/s1.txt", 1, 2, 5000));
     }
-    VireoTest::RunResult Compare(const std::vector<std::string>& args) {
+    Vireo::Testing::RunResult Compare(const std::vector<std::string>& args) {
         std::vector<std::string> full;
         for (const std::string& a : args) full.push_back(a.size() > 4 && a[1] == '.' ? dir / a : a);
-        return VireoTest::Run(VIREO_COMPARE_EXE, full, dir.path());
+        return Vireo::Testing::Run(VIREO_COMPARE_EXE, full, dir.path());
     }
-    VireoTest::TempDir dir;
+    Vireo::Testing::TempDir dir;
 };
 
 TEST_F(CompareProgram, CsvPairsLargestChangeFirstWithTiesMissingAndUnchanged) {
@@ -101,40 +102,40 @@ TEST_F(CompareProgram, ExitStatus) {
 }
 
 TEST(RunProgram, TwoTuningsEndToEndAndMissingSamples) {
-    VireoTest::TempDir dir;
+    Vireo::Testing::TempDir dir;
     ASSERT_EQ(
-        VireoTest::Run(VIREO_DATAGEN_EXE,
-                       {"--out", dir / "data", "--samples", "2", "--grid", "16x12", "--quiet"},
-                       dir.path())
+        Vireo::Testing::Run(VIREO_DATAGEN_EXE,
+                            {"--out", dir / "data", "--samples", "2", "--grid", "16x12", "--quiet"},
+                            dir.path())
             .exitStatus,
         0);
-    const std::string yaml = VireoTest::ReadFile(VIREO_DEFAULT_YAML);
-    VireoTest::WriteFile(dir / "wide.yaml", yaml + "transverse_limit: 0.1\n");
+    const std::string yaml = Vireo::Testing::ReadFile(VIREO_DEFAULT_YAML);
+    Vireo::Testing::WriteFile(dir / "wide.yaml", yaml + "transverse_limit: 0.1\n");
     const std::vector<std::string> args = {"--data",    dir / "data",     "--out",
                                            dir / "out", "--tuning",       VIREO_DEFAULT_YAML,
                                            "--tuning",  dir / "wide.yaml"};
-    const auto run = VireoTest::Run(VIREO_RUN_EXE, args, dir.path());
+    const auto run = Vireo::Testing::Run(VIREO_RUN_EXE, args, dir.path());
     EXPECT_EQ(run.exitStatus, 0);
     for (const char* name : {"default", "wide"}) {
         EXPECT_EQ(
-            VireoTest::ReadLines(dir / "out" + "/" + name + "/awbSimulationOutput.txt").size(),
+            Vireo::Testing::ReadLines(dir / "out" + "/" + name + "/awbSimulationOutput.txt").size(),
             16u * 7u);
         EXPECT_NE(run.standardOutput.find(std::string(name) + " "), std::string::npos);
     }
     EXPECT_NE(run.standardOutput.find("16 of 16 samples"), std::string::npos) << run.standardOutput;
     // A sample the driver cannot open stops its scene: samples go missing.
     ASSERT_EQ(symlink("/nonexistent", (dir / "data/ball/sample_0000.txt").c_str()), 0);
-    const auto missing = VireoTest::Run(VIREO_RUN_EXE, args, dir.path());
+    const auto missing = Vireo::Testing::Run(VIREO_RUN_EXE, args, dir.path());
     EXPECT_EQ(missing.exitStatus, 1);
     EXPECT_NE(missing.standardOutput.find("15 of 17 samples"), std::string::npos)
         << missing.standardOutput;
     // Paths the driver's configuration cannot hold are refused up front.
-    const auto blank = VireoTest::Run(
+    const auto blank = Vireo::Testing::Run(
         VIREO_RUN_EXE,
         {"--data", dir / "data", "--out", dir / "o u t", "--tuning", VIREO_DEFAULT_YAML},
         dir.path());
     EXPECT_EQ(blank.exitStatus, 2);
-    EXPECT_FALSE(VireoTest::Exists(dir / "o u t"));
+    EXPECT_FALSE(Vireo::Testing::Exists(dir / "o u t"));
 }
 
 }  // namespace

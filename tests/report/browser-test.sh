@@ -5,8 +5,10 @@
 # usage: browser-test.sh BUILD_DIR SOURCE_DIR [SCREENSHOT]
 set -euo pipefail
 bin=$1 src=$2
-command -v "${CHROMIUM:-chromium}" >/dev/null && command -v node >/dev/null || {
-    echo "chromium or node missing: skipped"; exit 77; }
+if ! command -v "${CHROMIUM:-chromium}" >/dev/null || ! command -v node >/dev/null; then
+    echo "chromium or node missing: skipped"
+    exit 77
+fi
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 "$bin/tools/datagen/vireo-datagen" --out "$work/data" --samples 4 --grid 32x24 --quiet

@@ -35,21 +35,21 @@ protected:
             row.gainR = row.gainB = 2;
             truth += Vireo::Datagen::FormatTruthRow(row);
         }
-        VireoTest::WriteFile(dir / "truth.csv", truth);
+        Vireo::Testing::WriteFile(dir / "truth.csv", truth);
         // Exact on ball/s1 and chart; ball/s2 has gains (1, 1, 2): white
         // (1, 1, 0.5) against (0.5, 1, 0.5) is acos(1.75 / sqrt(2.25 * 1.5)) =
         // 17.7155 degrees, and 4000 K is 50 mired off.
-        VireoTest::WriteFile(dir / "out.txt", Record("/d/ball/s1.txt", 2, 2, 5000) +
-                                                  Record("/d/ball/s2.txt", 1, 2, 4000) +
-                                                  Record("/d/chart/s1.txt", 2, 2, 5000));
+        Vireo::Testing::WriteFile(dir / "out.txt", Record("/d/ball/s1.txt", 2, 2, 5000) +
+                                                       Record("/d/ball/s2.txt", 1, 2, 4000) +
+                                                       Record("/d/chart/s1.txt", 2, 2, 5000));
     }
-    VireoTest::RunResult Score(std::vector<std::string> extra) {
+    Vireo::Testing::RunResult Score(std::vector<std::string> extra) {
         std::vector<std::string> args = {"--results", dir / "out.txt", "--truth",
                                          dir / "truth.csv"};
         args.insert(args.end(), extra.begin(), extra.end());
-        return VireoTest::Run(VIREO_SCORE_EXE, args, dir.path());
+        return Vireo::Testing::Run(VIREO_SCORE_EXE, args, dir.path());
     }
-    VireoTest::TempDir dir;
+    Vireo::Testing::TempDir dir;
 };
 
 TEST_F(ScoreProgram, TablePerSceneAndCsvRows) {
@@ -87,8 +87,8 @@ TEST_F(ScoreProgram, ExitStatusGatesOnTheLimitsAndFailsOnBadInput) {
     };
     for (const auto& c : cases) {
         if (c.results != nullptr) {
-            VireoTest::WriteFile(dir / "out.txt", *c.results ? Record(c.results, 2, 2, 5000)
-                                                             : "/d/ball/s1.txt\nr_gain : 2\n");
+            Vireo::Testing::WriteFile(dir / "out.txt", *c.results ? Record(c.results, 2, 2, 5000)
+                                                                  : "/d/ball/s1.txt\nr_gain : 2\n");
         }
         EXPECT_EQ(Score(c.args).exitStatus, c.status)
             << testing::PrintToString(c.args) << (c.results ? c.results : "");

@@ -31,7 +31,7 @@
 
 namespace {
 
-using VireoTest::Hex;
+using Vireo::Testing::Hex;
 
 // Only the sizes matter on this side; contents are logged as bytes.
 constexpr size_t kChannelDataBytes = 76;

@@ -12,7 +12,7 @@
 #include <sstream>
 #include <stdexcept>
 
-namespace VireoTest {
+namespace Vireo::Testing {
 
 TempDir::TempDir() {
     std::string pattern = std::filesystem::temp_directory_path().string() + "/vireo-test-XXXXXX";
@@ -168,4 +168,4 @@ std::string SampleFileText(const SampleText& sample) {
     return text;
 }
 
-}  // namespace VireoTest
+}  // namespace Vireo::Testing

@@ -10,7 +10,7 @@
 
 #include "SampleFileWriter.h"
 
-namespace VireoTest {
+namespace Vireo::Testing {
 
 // A fresh folder under the system's temporary folder, removed with its
 // contents at the end of the test.
@@ -58,6 +58,6 @@ SampleText MakeSample(int regionCount, int seed);
 // The file text, line feeds only.
 std::string SampleFileText(const SampleText& sample);
 
-}  // namespace VireoTest
+}  // namespace Vireo::Testing
 
 #endif  // VIREO_TEST_SUPPORT_H

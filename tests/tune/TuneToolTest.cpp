@@ -17,16 +17,16 @@ protected:
         const std::string command = std::string("'") + VIREO_TEST_TUNE_TOOL + "' " + arguments +
                                     " >'" + dir_ / "out" + "' 2>'" + dir_ / "err" + "'";
         const int status = std::system(command.c_str());
-        out_ = VireoTest::ReadFile(dir_ / "out");
-        err_ = VireoTest::ReadFile(dir_ / "err");
+        out_ = Vireo::Testing::ReadFile(dir_ / "out");
+        err_ = Vireo::Testing::ReadFile(dir_ / "err");
         return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
     }
     std::string Path(const char* name) const { return "'" + dir_ / name + "'"; }
     void Write(const char* name, const std::string& text) {
-        VireoTest::WriteFile(dir_ / name, text);
+        Vireo::Testing::WriteFile(dir_ / name, text);
     }
 
-    VireoTest::TempDir dir_;
+    Vireo::Testing::TempDir dir_;
     std::string out_;
     std::string err_;
 };
@@ -37,9 +37,9 @@ TEST_F(TuneTool, CompileDumpCompileGivesTheSameBytes) {
     ASSERT_EQ(Tool("dump " + Path("a.bin")), 0) << err_;
     Write("dumped.yaml", out_);
     ASSERT_EQ(Tool("compile " + Path("dumped.yaml") + " " + Path("b.bin")), 0) << err_;
-    const std::string a = VireoTest::ReadFile(dir_ / "a.bin");
+    const std::string a = Vireo::Testing::ReadFile(dir_ / "a.bin");
     EXPECT_EQ(a.substr(0, 4), "VWBT");
-    EXPECT_EQ(a, VireoTest::ReadFile(dir_ / "b.bin"));
+    EXPECT_EQ(a, Vireo::Testing::ReadFile(dir_ / "b.bin"));
 }
 
 TEST_F(TuneTool, CalibratedKeysAloneCompileAndDumpShowsTheDefaults) {
@@ -71,7 +71,7 @@ TEST_P(TuneToolRefuses, BadYamlWithOneLineAndNoOutputFile) {
     EXPECT_EQ(Tool("compile " + Path("bad.yaml") + " " + Path("bad.bin")), 1);
     EXPECT_EQ(err_.find('\n'), err_.size() - 1) << err_;
     EXPECT_NE(err_.find(bad.reason), std::string::npos) << err_;
-    EXPECT_FALSE(VireoTest::Exists(dir_ / "bad.bin"));
+    EXPECT_FALSE(Vireo::Testing::Exists(dir_ / "bad.bin"));
 }
 
 INSTANTIATE_TEST_SUITE_P(

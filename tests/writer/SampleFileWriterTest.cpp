@@ -45,9 +45,9 @@ TEST_P(SampleFileWriterRoundTrip, EveryValueReachesItsField) {
     // What a recorder writes after the channel section must not be read.
     text += "7\n8\nG/GR SatSum:\n9\n";
 
-    VireoTest::TempDir dir;
+    Vireo::Testing::TempDir dir;
     std::string path = dir / "sample.txt";
-    VireoTest::WriteFile(path, text);
+    Vireo::Testing::WriteFile(path, text);
 
     Vireo::ChannelData header{};
     ASSERT_EQ(Vireo::ParseBGStatsInfo(path.data(), &header), 0);

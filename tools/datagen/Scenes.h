@@ -1,4 +1,5 @@
-// The eight scenes of the data set. Each sample of a scene is a randomised
+// The eight scenes of the data set, one per scene folder of the driver
+// (SceneList in driver/RunDriver.h). Each sample of a scene is a randomised
 // instance: its light, its surfaces and where they lie in the frame. A
 // scene instance is a flat picture painted from simple shapes in frame
 // coordinates (u from left to right, v from top to bottom, both 0..1), lit
@@ -15,9 +16,6 @@
 #include "WavelengthGrid.h"
 
 namespace Vireo::Datagen {
-
-constexpr std::array<const char*, 8> kSceneNames = {
-    "ball", "chart", "indoor_1", "indoor_2", "indoor_3", "indoor_4", "outdoor_1", "outdoor_2"};
 
 // Where the colour checker of the "chart" scene sits, as a calibration rig
 // frames it: the same for every sample, 6 x 4 patches.

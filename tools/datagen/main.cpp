@@ -12,6 +12,7 @@
 
 #include "CameraProfile.h"
 #include "GroundTruth.h"
+#include "RunDriver.h"
 #include "SampleFile.h"
 #include "Scenes.h"
 #include "Sensor.h"
@@ -42,7 +43,7 @@ struct Options {
     uint64_t seed = 1;
     std::string camera = "samsung SM-G930V";
     int columns = 64, rows = 48;
-    std::vector<std::string> scenes{kSceneNames.begin(), kSceneNames.end()};
+    std::vector<std::string> scenes{std::begin(Vireo::SceneList), std::end(Vireo::SceneList)};
     int modules = 4;
     bool noise = true, shading = true, quiet = false;
 };
@@ -93,7 +94,7 @@ int ParseArgs(int argc, char** argv, Options& o) {
                 const auto comma = std::min(list.find(',', start), list.size());
                 const std::string name = list.substr(start, comma - start);
                 bool known = false;
-                for (const char* s : kSceneNames) known = known || name == s;
+                for (const char* s : Vireo::SceneList) known = known || name == s;
                 if (!known) {
                     std::fprintf(stderr, "vireo-datagen: unknown scene \"%s\"\n", name.c_str());
                     return 1;
@@ -157,7 +158,7 @@ int main(int argc, char** argv) {
     for (const std::string& scene : o.scenes) {
         const std::string dir = o.out + "/" + scene;
         uint64_t sceneIndex = 0;
-        while (scene != kSceneNames[sceneIndex]) ++sceneIndex;
+        while (scene != Vireo::SceneList[sceneIndex]) ++sceneIndex;
         if (!MakeDir(dir)) {
             std::fprintf(stderr, "vireo-datagen: cannot create %s: %s\n", dir.c_str(),
                          std::strerror(errno));

@@ -12,6 +12,7 @@
 #include "GroundTruth.h"
 #include "Metrics.h"
 #include "Results.h"
+#include "RunDriver.h"
 #include "SampleStats.h"
 #include "Scenes.h"
 
@@ -165,7 +166,7 @@ int main(int argc, char** argv) {
     for (const auto& r : results) byKey[r.scene + "/" + r.file] = &r;
 
     std::vector<std::string> order;
-    for (const char* s : Datagen::kSceneNames) order.push_back(s);
+    for (const char* s : SceneList) order.push_back(s);
     std::map<std::string, Scores> byScene;
     Scores overall;
     int matched = 0;

@@ -10,6 +10,7 @@
 #include "GroundTruth.h"
 #include "SampleStats.h"
 #include "Scenes.h"
+#include "vireo/ReferenceAwbApi.h"
 
 namespace Vireo::Tune {
 namespace {
@@ -70,7 +71,10 @@ LightMeasurement Extrapolate(const LightMeasurement& end, const LightMeasurement
 
 float ModuleFactor(const CalibrationData& c, int index) {
     const float f = c.moduleCalibrationFactors[index];
-    return std::isfinite(f) && f >= 0.25f && f <= 4.0f ? f : 1.0f;
+    // The factors the algorithm believes, so calibration and decision agree.
+    return std::isfinite(f) && f >= VIREO_AWB_MODULE_FACTOR_MIN && f <= VIREO_AWB_MODULE_FACTOR_MAX
+               ? f
+               : 1.0f;
 }
 
 // Sums of the usable regions inside the neutral patches (the checker's last

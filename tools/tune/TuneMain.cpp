@@ -6,12 +6,9 @@
 #include <string>
 #include <vector>
 
+#include "Calibrate.h"
 #include "TuningCodec.h"
 #include "YamlTuning.h"
-
-#ifdef VIREO_HAVE_CALIBRATE
-#include "Calibrate.h"
-#endif
 
 namespace {
 
@@ -72,12 +69,8 @@ int main(int argc, char** argv) {
     if (command == "compile" && argc == 4) return Compile(argv[2], argv[3]);
     if (command == "dump" && argc == 3) return Dump(argv[2]);
     if (command == "calibrate") {
-#ifdef VIREO_HAVE_CALIBRATE
         // The whole command line, argv[1] being "calibrate".
         return RunCalibrate(argc, argv);
-#else
-        return Fail("calibrate is not built into this vireo-tune");
-#endif
     }
     return Usage();
 }

@@ -31,6 +31,12 @@ typedef struct VireoAwbRegion {
     uint8_t reserved2[8];
 } VireoAwbRegion;
 
+/* The module calibration factors the algorithm believes: the first two (the
+ * module's R/G and B/G against the golden module) count when finite and in
+ * this range, and are taken as 1 otherwise. */
+#define VIREO_AWB_MODULE_FACTOR_MIN 0.25f
+#define VIREO_AWB_MODULE_FACTOR_MAX 4.0f
+
 /* Everything the algorithm sees of one sample. The pointers are read only
  * during process(). */
 typedef struct VireoAwbFrame {

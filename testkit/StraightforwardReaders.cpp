@@ -5,7 +5,6 @@
 #include <cstring>
 #include <fstream>
 
-#include "FloatToInteger.h"
 #include "SampleFileKeys.h"
 
 namespace Vireo {
@@ -33,7 +32,7 @@ int32_t ParseBGStatsInfo(char* path, ChannelData* record) {
         if (Contains(line, kHeaderEndKey)) {
             break;
         }
-        if (awaited < kHeaderKeyCount && Contains(line, kSampleFileKeys[awaited])) {
+        if (awaited < kHeaderKeyCount && Contains(line, kSampleFileKeys[awaited].text)) {
             ++awaited;
             continue;
         }
@@ -41,22 +40,7 @@ int32_t ParseBGStatsInfo(char* path, ChannelData* record) {
             slots[filled++] = static_cast<float>(std::atof(line));
         }
     }
-    record->luxIndex = slots[0];
-    record->aecSettled = FloatToInt32(slots[1]);
-    record->horizontalRegionCount = FloatToInt32(slots[2]);
-    record->verticalRegionCount = FloatToInt32(slots[3]);
-    record->totalRegionCount = FloatToInt32(slots[4]);
-    record->regionWidth = FloatToInt32(slots[5]);
-    record->regionHeight = FloatToInt32(slots[6]);
-    record->bitDepth = FloatToInt32(slots[7]);
-    record->flags = FloatToInt32(slots[8]);
-    for (int i = 0; i < 4; ++i) {
-        record->saturationThreshold[i] = FloatToInt32(slots[9 + i]);
-    }
-    record->validRegionCount = FloatToInt32(slots[13]);
-    for (int i = 0; i < 4; ++i) {
-        record->statsROI[i] = FloatToUInt32(slots[14 + i]);
-    }
+    StoreHeaderSlots(slots, record);
     return 0;
 }
 
@@ -141,7 +125,7 @@ int32_t ParseCalibrationInfo(char* path, CalibrationData* record) {
             break;
         }
         if (awaited < kCalibrationKeyCount &&
-            Contains(line, kSampleFileKeys[kHeaderKeyCount + awaited])) {
+            Contains(line, kSampleFileKeys[kHeaderKeyCount + awaited].text)) {
             begun = true;
             ++awaited;
             continue;
@@ -153,18 +137,7 @@ int32_t ParseCalibrationInfo(char* path, CalibrationData* record) {
             slots[filled++] = static_cast<float>(std::atof(line));
         }
     }
-    record->numCalibrationFactors = FloatToUInt32(slots[0]);
-    if (record->numCalibrationFactors != 0) {
-        std::memcpy(record->calibrationFactorCCTs, &slots[1], sizeof record->calibrationFactorCCTs);
-        std::memcpy(record->moduleCalibrationFactors, &slots[7],
-                    sizeof record->moduleCalibrationFactors);
-        std::memcpy(record->singleLEDCalibrationPoint, &slots[27],
-                    sizeof record->singleLEDCalibrationPoint);
-    } else {
-        for (float& factor : record->moduleCalibrationFactors) {
-            factor = 1.0f;
-        }
-    }
+    StoreCalibrationSlots(slots, record);
     return 0;
 }
 

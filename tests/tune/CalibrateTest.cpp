@@ -16,18 +16,18 @@ namespace {
 using namespace Vireo::Datagen;
 
 // Chart shots of `samples` laboratory lights in dir/d, calibrated.
-bool GenerateAndCalibrate(const VireoTest::TempDir& dir, int samples,
+bool GenerateAndCalibrate(const Vireo::Testing::TempDir& dir, int samples,
                           Vireo::Tune::CalibrationResult& result, std::string& error) {
-    const auto run = VireoTest::Run(VIREO_DATAGEN_EXE,
-                                    {"--out", dir / "d", "--scenes", "chart", "--samples",
-                                     std::to_string(samples), "--grid", "32x24", "--quiet"},
-                                    dir.path());
+    const auto run = Vireo::Testing::Run(VIREO_DATAGEN_EXE,
+                                         {"--out", dir / "d", "--scenes", "chart", "--samples",
+                                          std::to_string(samples), "--grid", "32x24", "--quiet"},
+                                         dir.path());
     EXPECT_EQ(run.exitStatus, 0) << run.standardOutput;
     return Vireo::Tune::Calibrate(dir / "d", dir / "d/ground_truth.csv", result, error);
 }
 
 TEST(Calibrate, CurveFollowsTheGoldenWhiteOfTheLaboratoryLights) {
-    VireoTest::TempDir dir;
+    Vireo::Testing::TempDir dir;
     Vireo::Tune::CalibrationResult result;
     std::string error;
     ASSERT_TRUE(
@@ -66,7 +66,7 @@ TEST(Calibrate, CurveFollowsTheGoldenWhiteOfTheLaboratoryLights) {
 }
 
 TEST(Calibrate, NeedsTwoCurveLights) {
-    VireoTest::TempDir dir;
+    Vireo::Testing::TempDir dir;
     Vireo::Tune::CalibrationResult result;
     std::string error;
     EXPECT_FALSE(GenerateAndCalibrate(dir, 1, result, error));

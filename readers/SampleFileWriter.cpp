@@ -6,30 +6,12 @@
 namespace Vireo {
 namespace {
 
-// Value lines below each key of kSampleFileKeys, in table order: the
-// statistics header (four saturation thresholds, four ROI values), then the
-// calibration section (a factor count, six CCTs, twenty module factors and
-// the two values of the LED point).
-constexpr size_t kValueLinesPerKey[] = {1, 1, 1, 1, 1, 1, 1, 1, 1, 4, 1, 4, 1, 6, 20, 2};
-static_assert(sizeof kValueLinesPerKey / sizeof kValueLinesPerKey[0] == kSampleFileKeyCount,
-              "one entry per key");
-
-constexpr size_t SumOfValueLines(size_t first, size_t count) {
-    size_t sum = 0;
-    for (size_t key = first; key < first + count; ++key) sum += kValueLinesPerKey[key];
-    return sum;
-}
-static_assert(SumOfValueLines(0, kHeaderKeyCount) == kHeaderSlotCount,
-              "the header keys carry every header slot");
-static_assert(SumOfValueLines(kHeaderKeyCount, kCalibrationKeyCount) == kCalibrationSlotCount,
-              "the calibration keys carry every calibration slot");
-
 // Keys [firstKey, firstKey + keyCount) with their value lines taken in order.
 void AppendKeyedValues(std::string& out, size_t firstKey, size_t keyCount,
                        const std::string* values) {
     for (size_t key = firstKey; key < firstKey + keyCount; ++key) {
-        AppendLine(out, kSampleFileKeys[key]);
-        for (size_t i = 0; i < kValueLinesPerKey[key]; ++i) AppendLine(out, *values++);
+        AppendLine(out, kSampleFileKeys[key].text);
+        for (size_t i = 0; i < kSampleFileKeys[key].valueCount; ++i) AppendLine(out, *values++);
     }
 }
 
