@@ -119,6 +119,15 @@ async function main() {
   check(detail.canvases >= 1, "the sample's preview was not drawn");
   check(+detail.row === hit, "the sample's table row is not highlighted");
 
+  // The scene filter narrows the table and dims the other samples' points.
+  const filtered = await evaluate(`(() => { const samples = JSON.parse(document.getElementById("report-data").textContent).samples;
+    const scene = samples[${hit}].k.split("/")[0], sel = document.getElementById("scene");
+    sel.value = scene; sel.dispatchEvent(new Event("input"));
+    const r = {expected: samples.filter((s) => s.k.startsWith(scene + "/")).length, rows: +document.getElementById("samples").dataset.rows,
+      lit: document.querySelectorAll("#chroma circle.mark.a:not(.dim)").length};
+    sel.value = ""; sel.dispatchEvent(new Event("input")); return r; })()`);
+  check(filtered.rows === filtered.expected && filtered.lit === filtered.expected,
+    `scene filter: ${filtered.rows} rows and ${filtered.lit} points for ${filtered.expected} samples`);
   await evaluate("window.scrollTo(0, 0)");
   const {data} = await call("Page.captureScreenshot", {format: "png"});
   fs.writeFileSync(shot, Buffer.from(data, "base64"));
