@@ -52,6 +52,9 @@ command -v cmake >/dev/null || missing+=(cmake)
 command -v g++ >/dev/null || missing+=(g++)
 command -v make >/dev/null || missing+=(make)
 [ -f /usr/include/yaml-cpp/yaml.h ] || missing+=(libyaml-cpp-dev)
+# vireo-import (real pictures into sample files) is built alongside.
+[ -f /usr/include/spng.h ] || missing+=(libspng-dev)
+[ -f /usr/include/libraw/libraw.h ] || missing+=(libraw-dev)
 [ -f /usr/include/png.h ] || missing+=(libpng-dev)  # vireo-report's previews
 if [ ${#missing[@]} -gt 0 ]; then
     if [ "$(id -u)" = 0 ] && command -v apt-get >/dev/null; then

@@ -1,8 +1,10 @@
 #include "GroundTruth.h"
 
+#include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
+#include <limits>
 #include <sstream>
 
 namespace Vireo::Datagen {
@@ -19,10 +21,19 @@ bool ParseNumber(const std::string& text, double& value) {
     return end == text.c_str() + text.size();
 }
 
+// Unknown values (not finite) are empty cells.
 std::string Number(double v) {
+    if (!std::isfinite(v)) return "";
     char buf[32];
     std::snprintf(buf, sizeof buf, "%.9g", v);
     return buf;
+}
+
+// Cells that may be empty when the value is not known: NaN then.
+bool ParseOptional(const std::string& text, double& value) {
+    if (!text.empty()) return ParseNumber(text, value);
+    value = std::numeric_limits<double>::quiet_NaN();
+    return true;
 }
 
 }  // namespace
@@ -60,12 +71,12 @@ bool ReadGroundTruth(const std::string& path, std::vector<TruthRow>& rows, std::
         for (std::string cell; std::getline(ss, cell, ',');) f.push_back(cell);
         TruthRow r;
         double module = 0.0;
-        const bool ok = f.size() == 14 && ParseNumber(f[4], r.cct) && ParseNumber(f[5], r.duv) &&
-                        ParseNumber(f[6], r.whiteRG) && ParseNumber(f[7], r.whiteBG) &&
-                        ParseNumber(f[8], r.gainR) && ParseNumber(f[9], r.gainG) &&
-                        ParseNumber(f[10], r.gainB) && ParseNumber(f[11], r.lux) &&
-                        ParseNumber(f[12], r.luxIndex) && ParseNumber(f[13], module) &&
-                        r.whiteRG > 0.0 && r.whiteBG > 0.0;
+        const bool ok = f.size() == 14 && ParseOptional(f[4], r.cct) &&
+                        ParseOptional(f[5], r.duv) && ParseNumber(f[6], r.whiteRG) &&
+                        ParseNumber(f[7], r.whiteBG) && ParseNumber(f[8], r.gainR) &&
+                        ParseNumber(f[9], r.gainG) && ParseNumber(f[10], r.gainB) &&
+                        ParseOptional(f[11], r.lux) && ParseOptional(f[12], r.luxIndex) &&
+                        ParseNumber(f[13], module) && r.whiteRG > 0.0 && r.whiteBG > 0.0;
         if (!ok) {
             error = path + ":" + std::to_string(lineNo) + ": malformed row";
             return false;

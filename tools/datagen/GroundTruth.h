@@ -16,11 +16,11 @@ struct TruthRow {
     std::string scene;
     std::string illuminant;  // name of the light (no commas)
     std::string kind;        // planckian, daylight, fluorescent, led or mixed
-    double cct = 0.0;        // K
+    double cct = 0.0;        // K; NaN (an empty cell) when not known
     double duv = 0.0;
     double whiteRG = 1.0, whiteBG = 1.0;  // this module's native white, ratios to G
     double gainR = 1.0, gainG = 1.0, gainB = 1.0;
-    double lux = 0.0, luxIndex = 0.0;
+    double lux = 0.0, luxIndex = 0.0;  // NaN when not known, as cct and duv
     int module = 0;
 
     std::string File() const;  // the part of `path` after the scene folder

@@ -108,7 +108,8 @@ void PrintTable(const std::vector<std::string>& order, const std::map<std::strin
         const Score::Summary a = Score::Summarise(s.angle), m = Score::Summarise(s.mired);
         std::printf("%-10s %4d %7s %7s %7s %7s %7s %7s", scene.c_str(), a.count,
                     Fixed(a.mean).c_str(), Fixed(a.median).c_str(), Fixed(a.trimean).c_str(),
-                    Fixed(a.best25).c_str(), Fixed(a.worst25).c_str(), Fixed(m.mean, 1).c_str());
+                    Fixed(a.best25).c_str(), Fixed(a.worst25).c_str(),
+                    m.count > 0 ? Fixed(m.mean, 1).c_str() : "-");
         if (withGrey) {
             const Score::Summary g = Score::Summarise(s.greyAngle);
             std::printf("  | %7s %7s %7s", Fixed(g.mean).c_str(), Fixed(g.median).c_str(),
@@ -127,8 +128,9 @@ void PrintCsv(const std::vector<std::string>& order, const std::map<std::string,
     for (const std::string& scene : order) {
         const Scores& s = byScene.at(scene);
         const Score::Summary a = Score::Summarise(s.angle), m = Score::Summarise(s.mired);
-        std::printf("%s,awb,%d,%.4f,%.4f,%.4f,%.4f,%.4f,%.3f,%d\n", scene.c_str(), a.count, a.mean,
-                    a.median, a.trimean, a.best25, a.worst25, m.mean, s.missing);
+        const std::string mired = m.count > 0 ? Fixed(m.mean, 3) : "";
+        std::printf("%s,awb,%d,%.4f,%.4f,%.4f,%.4f,%.4f,%s,%d\n", scene.c_str(), a.count, a.mean,
+                    a.median, a.trimean, a.best25, a.worst25, mired.c_str(), s.missing);
         if (withGrey) {
             const Score::Summary g = Score::Summarise(s.greyAngle);
             std::printf("%s,grey_world,%d,%.4f,%.4f,%.4f,%.4f,%.4f,,0\n", scene.c_str(), g.count,
@@ -186,9 +188,12 @@ int main(int argc, char** argv) {
             const Score::ResultRecord& r = *it->second;
             const double angle =
                 Score::AngularErrorFromGains(r.rGain, r.gGain, r.bGain, t.whiteRG, t.whiteBG);
-            const double mired = Score::MiredError(r.cct, t.cct);
             s.angle.push_back(angle), overall.angle.push_back(angle);
-            s.mired.push_back(mired), overall.mired.push_back(mired);
+            // Imported captures may not know their light's temperature.
+            if (std::isfinite(t.cct)) {
+                const double mired = Score::MiredError(r.cct, t.cct);
+                s.mired.push_back(mired), overall.mired.push_back(mired);
+            }
         }
         if (!o.data.empty()) {
             Score::SampleStats sample;
@@ -233,6 +238,11 @@ int main(int argc, char** argv) {
     gate(o.maxMean, a.mean, "mean angular error");
     gate(o.maxMedian, a.median, "median angular error");
     gate(o.maxWorst25, a.worst25, "worst-25% angular error");
+    if (o.maxMired >= 0.0 && m.count == 0) {
+        std::fprintf(stderr, "vireo-score: --max-mired: no sample of %s has a known CCT\n",
+                     o.truth.c_str());
+        status = 1;
+    }
     gate(o.maxMired, m.mean, "mean mired error");
     if (overall.missing > 0) {
         std::fprintf(stderr, "vireo-score: %d samples of the ground truth have no result\n",

@@ -128,7 +128,9 @@ bool Calibrate(const std::string& dataDir, const std::string& truthPath, Calibra
     };
     std::map<std::string, Accumulator> byLight;
     for (const auto& row : truth) {
-        if (row.scene != "chart") continue;
+        // A chart shot without a known temperature (an imported capture)
+        // cannot place a curve point.
+        if (row.scene != "chart" || !std::isfinite(row.cct)) continue;
         Score::SampleStats sample;
         if (!Score::LoadSample(dataDir + "/" + row.path, sample, error)) return false;
         double rg = 0, bg = 0;
