@@ -28,6 +28,7 @@
 #include "RunDriver.h"
 #include "SampleStats.h"
 #include "TuningCodec.h"
+#include "vireo/Version.h"
 
 extern const char kReportPage[];  // page.html, embedded at build time
 
@@ -309,6 +310,7 @@ std::string SummaryJson(const std::vector<double>& errors) {
 }  // namespace
 
 int main(int argc, char** argv) {
+    if (Vireo::AnswerVersion(argc, argv, "vireo-report")) return 0;
     Options o;
     if (const int rc = ParseArgs(argc, argv, o); rc != 0) return rc == 3 ? 0 : 2;
     std::string error;

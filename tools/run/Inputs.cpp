@@ -39,6 +39,9 @@ std::string FindInstalled(Installed what) {
         case Installed::Driver:
             candidates = {here + "/../../driver/vireo-awbsim", here + "/vireo-awbsim"};
             break;
+        case Installed::Check:
+            candidates = {here + "/../check/vireo-check", here + "/vireo-check"};
+            break;
         case Installed::Wrapper:
             candidates = {here + "/../../reference/libvireo_wrapper.so",
                           here + "/../" VIREO_INSTALL_LIBDIR "/libvireo_wrapper.so"};

@@ -17,7 +17,7 @@ namespace Vireo::Run {
 std::string ExecutableFolder();
 
 // Which of the reference build's files to look for.
-enum class Installed { Driver, Wrapper, Algorithm };
+enum class Installed { Driver, Check, Wrapper, Algorithm };
 
 // The file where a build tree (build/<preset>/tools/<tool>/) or an install
 // tree (<prefix>/bin/) keeps it, relative to the running executable; empty
