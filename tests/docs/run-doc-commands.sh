@@ -25,7 +25,7 @@ cd "$root"
 [ $# -gt 0 ] || set -- README.md docs/*.md
 
 bin=$root/build/default
-export PATH="$bin/driver:$bin/tools/check:$bin/tools/datagen:$bin/tools/score:$bin/tools/tune:$PATH"
+export PATH="$bin/driver:$bin/tools/check:$bin/tools/datagen:$bin/tools/score:$bin/tools/tune:$bin/tools/import:$bin/tools/run:$bin/tools/compare:$bin/tools/report:$PATH"
 work=$(mktemp -d)
 before=$work/untracked-before
 git ls-files --others --exclude-standard | sort >"$before"
