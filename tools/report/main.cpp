@@ -17,6 +17,7 @@
 #include <string>
 #include <vector>
 
+#include "AtomicFile.h"
 #include "Explain.h"
 #include "GroundTruth.h"
 #include "Inputs.h"
@@ -486,7 +487,7 @@ int main(int argc, char** argv) {
         }
         page.replace(t, titleMarker.size(), "<title>" + escaped + "</title>");
     }
-    if (!Run::WriteFileAtomically(o.out, page, &error)) return Fail(error);
+    if (!WriteFileAtomically(o.out, page, error)) return Fail(error);
     std::printf("%s: %zu samples, %zu runs, %.1f MB\n", o.out.c_str(), pairs.size(), runs.size(),
                 static_cast<double>(page.size()) / 1e6);
     for (const RunInput& run : runs) {

@@ -35,10 +35,6 @@ bool LoadTuningAny(const std::string& path, std::vector<uint8_t>* image,
 // extension.
 std::string TuningName(const std::string& path);
 
-// Writes bytes to path through a temporary file in the same folder, renamed
-// when complete. False with the reason otherwise.
-bool WriteFileAtomically(const std::string& path, const std::string& bytes, std::string* error);
-
 }  // namespace Vireo::Run
 
 #endif  // VIREO_RUN_INPUTS_H

@@ -16,9 +16,11 @@
 #include <map>
 #include <set>
 #include <string>
+#include <string_view>
 #include <thread>
 #include <vector>
 
+#include "AtomicFile.h"
 #include "CfgFileParser.h"
 #include "Inputs.h"
 #include "Results.h"
@@ -217,14 +219,13 @@ bool Prepare(const Options& o, const std::string& data, const std::string& out, 
         *error = "cannot make the folder " + job->folder;
         return false;
     }
-    if (!Run::WriteFileAtomically(tuningFile, std::string(job->image.begin(), job->image.end()),
-                                  error)) {
-        return false;
-    }
+    const std::string_view image(reinterpret_cast<const char*>(job->image.data()),
+                                 job->image.size());
+    if (!WriteFileAtomically(tuningFile, image, *error)) return false;
     const std::string config = "tuningFile=" + tuningFile + "\nawbDLL=" + o.algorithm +
                                "\nawbSimWrapperDLL=" + o.wrapper + "\ndataDir=" + data +
                                "\noutputDir=" + job->folder + "\n";
-    return Run::WriteFileAtomically(job->folder + "/vireo-run.cfg", config, error);
+    return WriteFileAtomically(job->folder + "/vireo-run.cfg", config, *error);
 }
 
 bool Start(const std::string& driver, Job* job) {
