@@ -58,7 +58,10 @@ TEST_P(CctRoundTrip, PlanckianAndBalancedSourcesComeBackAtTheirTemperature) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Temperatures, CctRoundTrip,
-                         testing::Values(2300.0, 2856.0, 4000.0, 5003.0, 6504.0, 9000.0));
+                         testing::Values(2300.0, 2856.0, 4000.0, 5003.0, 6504.0, 9000.0),
+                         [](const auto& info) {
+                             return std::to_string(static_cast<int>(info.param)) + "K";
+                         });
 
 TEST(Surfaces, EveryCheckerPatchHasItsMeasuredColour) {
     ASSERT_EQ(ColorCheckerPatches().size(), 24u);

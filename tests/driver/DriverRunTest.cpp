@@ -70,7 +70,7 @@ TEST_F(DriverRun, EveryScenePutsUpAWrapperWithEmptySideFilesAndOneMapping) {
     Vireo::Testing::MakeDirs(data + "/outdoor_2");
     const std::string summary = out + "/Summary.txt";
     const std::string agwdcn = out + "/agwdcn.txt";
-    environment = {"VIREO_RECORDING_MAPPING=1", "VIREO_RECORDING_WATCH=" + summary + ":" + agwdcn};
+    environment = {"VIREO_RECORDING_WATCH=" + summary + ":" + agwdcn};
     const auto result = RunDriver();
     EXPECT_EQ(result.exitStatus, 0);
     EXPECT_EQ(result.standardOutput, "");
@@ -96,14 +96,6 @@ TEST_F(DriverRun, FailedLoadAWBAlgorithmIsIgnored) {
     EXPECT_EQ(CallsNamed("LoadTuningData").size(), 8u);
     EXPECT_EQ(CallsNamed("InitializeAlgorithm").size(), 8u);
     EXPECT_EQ(Vireo::Testing::ReadLines(out + "/awbSimulationOutput.txt").size(), 7u);
-}
-
-TEST_F(DriverRun, CarriageReturnConfigurationReadsTheSame) {
-    WriteFile(config, "tuningFile=" + tuning + "\r\nawbDLL=" + algorithm + "\r\nawbSimWrapperDLL=" +
-                          wrapper + "\r\ndataDir=" + data + "\r\noutputDir=" + out + "\r\n");
-    EXPECT_EQ(RunDriver().exitStatus, 0);
-    ASSERT_EQ(CallsNamed("LoadAWBAlgorithm").size(), 8u);
-    EXPECT_EQ(CallsNamed("LoadAWBAlgorithm")[0], SceneSetUp()[1]);
 }
 
 struct SetUpFailure {

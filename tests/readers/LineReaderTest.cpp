@@ -50,8 +50,8 @@ class LineRuleTest : public testing::TestWithParam<LineCase> {};
 
 TEST_P(LineRuleTest, MatchesGetline) {
     const LineCase& c = GetParam();
-    Vireo::Testing::TempFolder folder;
-    const std::string path = folder.Write("sample.txt", c.content);
+    Vireo::Testing::TempDir folder;
+    const std::string path = Vireo::Testing::WriteSample(folder, "sample.txt", c.content);
     ASSERT_EQ(GetlineLines(path), c.expected) << "expectation differs from getline itself";
     EXPECT_EQ(LinesOf(path, LineReader::kSmallChunk), c.expected);
     EXPECT_EQ(LinesOf(path, 7), c.expected) << "tiny chunks";
@@ -82,7 +82,7 @@ INSTANTIATE_TEST_SUITE_P(
 
 // Lines that straddle the chunk boundaries, overlong ones among them.
 TEST(LineRuleChunks, LinesAcrossChunkBoundariesMatchGetline) {
-    Vireo::Testing::TempFolder folder;
+    Vireo::Testing::TempDir folder;
     for (size_t overlongAt : {size_t{4090}, size_t{65530}, size_t{65536}, size_t{200000}}) {
         std::string content;
         for (size_t length = 0; content.size() < 150000; length = (length + 13) % 100) {
@@ -91,7 +91,7 @@ TEST(LineRuleChunks, LinesAcrossChunkBoundariesMatchGetline) {
             }
             content += std::string(length, '5') + "\n";
         }
-        const std::string path = folder.Write("big.txt", content);
+        const std::string path = Vireo::Testing::WriteSample(folder, "big.txt", content);
         const std::vector<std::string> expected = GetlineLines(path);
         EXPECT_EQ(LinesOf(path, LineReader::kLargeChunk), expected) << overlongAt;
         EXPECT_EQ(LinesOf(path, LineReader::kSmallChunk), expected) << overlongAt;

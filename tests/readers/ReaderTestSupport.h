@@ -1,50 +1,28 @@
-// Helpers shared by the reader tests: a temporary folder for sample files,
-// sample-file sections built from keys and values, and records compared
-// byte for byte.
+// Helpers shared by the reader tests: sample files in a temporary folder,
+// sample-file sections built from the key table, and records compared byte
+// for byte.
 #ifndef VIREO_READER_TEST_SUPPORT_H
 #define VIREO_READER_TEST_SUPPORT_H
 
 #include <cstdint>
-#include <cstdlib>
 #include <cstring>
-#include <filesystem>
-#include <fstream>
 #include <string>
 #include <vector>
 
 #include "SampleFileKeys.h"
+#include "TestSupport.h"
 
 namespace Vireo {
 namespace Testing {
 
 using Lines = std::vector<std::string>;
 
-// A folder under the system's temporary directory, removed with its files.
-class TempFolder {
-public:
-    TempFolder() {
-        std::string pattern = std::filesystem::temp_directory_path() / "vireo-readers-XXXXXX";
-        if (mkdtemp(pattern.data()) != nullptr) path_ = pattern;
-    }
-    ~TempFolder() {
-        std::error_code ignored;
-        std::filesystem::remove_all(path_, ignored);
-    }
-    TempFolder(const TempFolder&) = delete;
-    TempFolder& operator=(const TempFolder&) = delete;
-
-    const std::string& Path() const { return path_; }
-
-    // Writes content byte for byte (NUL bytes included) and returns the path.
-    std::string Write(const std::string& name, const std::string& content) const {
-        const std::string path = path_ + "/" + name;
-        std::ofstream(path, std::ios::binary | std::ios::trunc) << content;
-        return path;
-    }
-
-private:
-    std::string path_;
-};
+// Writes content byte for byte (NUL bytes included) into dir; returns the path.
+inline std::string WriteSample(const TempDir& dir, const std::string& name,
+                               const std::string& content) {
+    WriteFile(dir / name, content);
+    return dir / name;
+}
 
 // Keys [first, first + count) of the key table, each followed by as many of
 // values (in order) as the table gives it; fewer values leave later keys

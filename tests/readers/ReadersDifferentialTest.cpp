@@ -154,7 +154,7 @@ TEST(ReadersDifferential, FastReadersMatchTextbookReadersByteForByte) {
     const char* filesText = std::getenv("VIREO_READERS_FILES");
     Generator generator(seedText ? std::strtoull(seedText, nullptr, 0) : 0x5eed2024);
     const int fileCount = filesText ? std::atoi(filesText) : kFileCount;
-    TempFolder folder;
+    TempDir folder;
     for (int file = 0; file < fileCount; ++file) {
         const int regions =
             file % kLargeFileEvery == 0 ? 3072 : static_cast<int>(generator.Below(41));
@@ -166,7 +166,7 @@ TEST(ReadersDifferential, FastReadersMatchTextbookReadersByteForByte) {
         const std::string content = generator.Render(lines);
         // A fresh name each time: rewriting one file in place makes some file
         // systems flush it to disk on every close, which is slow.
-        std::string path = folder.Write("sample" + std::to_string(file) + ".txt", content);
+        std::string path = WriteSample(folder, "sample" + std::to_string(file) + ".txt", content);
         const unsigned char pattern = static_cast<unsigned char>(generator.Below(256));
         SCOPED_TRACE("file " + std::to_string(file) + ":\n" + Printable(content));
 

@@ -77,7 +77,11 @@ TEST_P(NeutralScene, RecoversIlluminantAndCct) {
 INSTANTIATE_TEST_SUITE_P(AlongTheCurve, NeutralScene,
                          ::testing::Values(NeutralCase{0, 0.0f, 400}, NeutralCase{1, 0.3f, 400},
                                            NeutralCase{2, 0.7f, 260}, NeutralCase{3, 0.5f, 150},
-                                           NeutralCase{5, 1.0f, 150}));
+                                           NeutralCase{5, 1.0f, 150}),
+                         [](const auto& info) {
+                             return "Node" + std::to_string(info.param.fromNode) + "Lux" +
+                                    std::to_string(static_cast<int>(info.param.luxIndex));
+                         });
 
 // --- a dominant colour fools grey world but not the Bayesian search -------------
 
@@ -286,26 +290,67 @@ void PrintTo(const WidthCase& c, std::ostream* os) { *os << c.name; }
 class LaneWidths : public ::testing::TestWithParam<WidthCase> {};
 
 TEST_P(LaneWidths, GiveTheSameResultBitForBit) {
-    if (!Awb::UseWideLanes()) GTEST_SKIP() << "no eight-lane build on this processor";
     const VireoAwbFrame frame = Frame(GetParam().regions, 300);
-    VireoAwbResult results[2];
-    for (bool wide : {false, true}) {
+    // A larger, different sample decided first: what it leaves in the
+    // estimator's scratch must not leak into the next answer.
+    const Regions larger = MakeScene(64 * 48 + 13, {0.45f, 0.70f}, Testing::kGrey, 0.0f, 0.05f, 99);
+    const VireoAwbFrame first = Frame(larger, 300);
+    VireoAwbResult results[3];  // four lanes, eight lanes, four lanes after the larger sample
+    for (int run = 0; run < 3; ++run) {
         Awb::Estimator estimator;
         Awb::InitEstimator(TestTuning(GetParam().mode), &estimator);
-        estimator.wide = wide;
-        results[wide] = VireoAwbResult{};
-        // Twice, so scratch left by a larger sample cannot leak into the answer.
-        ASSERT_EQ(Awb::Estimate(&estimator, frame, &results[wide]), 0);
-        ASSERT_EQ(Awb::Estimate(&estimator, frame, &results[wide]), 0);
+        estimator.wide = run == 1;
+        results[run] = VireoAwbResult{};
+        if (run == 1 && !Awb::UseWideLanes()) {  // no eight-lane build on this processor
+            results[run] = results[0];
+            continue;
+        }
+        if (run == 2) {
+            ASSERT_EQ(Awb::Estimate(&estimator, first, &results[run]), 0);
+        }
+        ASSERT_EQ(Awb::Estimate(&estimator, frame, &results[run]), 0);
     }
     EXPECT_GT(results[0].validRegionCount, 0u);
-    // NOLINTNEXTLINE(bugprone-suspicious-memory-comparison): the bits are the point
-    EXPECT_EQ(std::memcmp(&results[0], &results[1], sizeof results[0]), 0)
-        << "cct " << results[0].cct << " vs " << results[1].cct << ", r gain " << results[0].rGain
-        << " vs " << results[1].rGain;
+    for (int run : {1, 2}) {
+        // NOLINTNEXTLINE(bugprone-suspicious-memory-comparison): the bits are the point
+        EXPECT_EQ(std::memcmp(&results[0], &results[run], sizeof results[0]), 0)
+            << "run " << run << ": cct " << results[0].cct << " vs " << results[run].cct
+            << ", r gain " << results[0].rGain << " vs " << results[run].rGain;
+    }
 }
 
 INSTANTIATE_TEST_SUITE_P(Scenes, LaneWidths, ::testing::ValuesIn(WidthCases()),
+                         [](const auto& info) { return std::string(info.param.name); });
+
+// The explanation's weights agree with the decision they explain: as many
+// regions at or above 0 as were selected, above 0 as voted (all of them
+// when grey world decided), and nothing past the frame's regions.
+class Explanation : public ::testing::TestWithParam<WidthCase> {};
+
+TEST_P(Explanation, WeightsAgreeWithTheDecision) {
+    const VireoAwbFrame frame = Frame(GetParam().regions, 300);
+    Awb::Estimator estimator;
+    Awb::InitEstimator(TestTuning(GetParam().mode), &estimator);
+    VireoAwbResult result{};
+    ASSERT_EQ(Awb::Estimate(&estimator, frame, &result), 0);
+    std::vector<float> weights(GetParam().regions.size() + 3, 7.0f);
+    Awb::ExplainRegions(estimator, frame, result, weights.data(),
+                        static_cast<int32_t>(weights.size()));
+    uint32_t selected = 0, voting = 0;
+    for (size_t i = 0; i < GetParam().regions.size(); ++i) {
+        selected += weights[i] >= 0.0f ? 1 : 0;
+        voting += weights[i] > 0.0f ? 1 : 0;
+        EXPECT_LE(weights[i], 1.0f);
+    }
+    const bool average =
+        (result.flags & (VIREO_AWB_FLAG_GREY_WORLD_MODE | VIREO_AWB_FLAG_NO_GREY_REGION)) != 0;
+    EXPECT_EQ(selected, result.validRegionCount);
+    EXPECT_EQ(voting, average ? result.validRegionCount : result.greyRegionCount);
+    for (size_t i = GetParam().regions.size(); i < weights.size(); ++i)
+        EXPECT_EQ(weights[i], -1.0f);
+}
+
+INSTANTIATE_TEST_SUITE_P(Scenes, Explanation, ::testing::ValuesIn(WidthCases()),
                          [](const auto& info) { return std::string(info.param.name); });
 
 }  // namespace

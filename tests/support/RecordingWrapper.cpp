@@ -14,9 +14,9 @@
 // and by the environment:
 //   VIREO_RECORDING_FACTORY_NULL=1     the factory returns null
 //   VIREO_RECORDING_ALGORITHM_RESULT=n what LoadAWBAlgorithm returns
-//   VIREO_RECORDING_MAPPING=1          log "mapped" when the library is loaded,
-//                                      so a reload after an unmap shows twice
-//   VIREO_RECORDING_WATCH=a:b          at every creation log "watch <path>
+//   VIREO_RECORDING_WATCH=a:b          log "mapped" when the library is loaded
+//                                      (a reload after an unmap shows twice);
+//                                      at every creation log "watch <path>
 //                                      <size>" for each file (-1: missing),
 //                                      and append a line to each at Destroy
 #include <cinttypes>
@@ -24,7 +24,9 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <sstream>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "TestSupport.h"
@@ -75,86 +77,46 @@ protected:
     ~Interface() = default;
 };
 
-std::FILE* Log() {
+int Say(const std::string& text) {
     static std::FILE* log = [] {
         const char* path = std::getenv("VIREO_RECORDING_LOG");
         return path != nullptr ? std::fopen(path, "a") : nullptr;
     }();
-    return log;
-}
-
-void Line(const std::string& text) {
-    if (std::FILE* log = Log()) {
+    if (log != nullptr) {
         std::fprintf(log, "%s\n", text.c_str());
         std::fflush(log);
     }
-}
-
-int EnvironmentNumber(const char* name) {
-    const char* text = std::getenv(name);
-    return text != nullptr ? std::atoi(text) : 0;
+    return 0;
 }
 
 std::vector<std::string> WatchedFiles() {
     std::vector<std::string> files;
-    if (const char* list = std::getenv("VIREO_RECORDING_WATCH")) {
-        std::string rest = list;
-        for (size_t colon; (colon = rest.find(':')) != std::string::npos;) {
-            files.push_back(rest.substr(0, colon));
-            rest.erase(0, colon + 1);
-        }
-        files.push_back(rest);
-    }
+    const char* watch = std::getenv("VIREO_RECORDING_WATCH");
+    std::istringstream list(watch != nullptr ? watch : "");
+    for (std::string file; std::getline(list, file, ':');) files.push_back(file);
     return files;
 }
 
-void LogWatchedSizes() {
-    for (const std::string& path : WatchedFiles()) {
-        long size = -1;
-        if (std::FILE* file = std::fopen(path.c_str(), "r")) {
-            std::fseek(file, 0, SEEK_END);
-            size = std::ftell(file);
-            std::fclose(file);
-        }
-        Line("watch " + path + " " + std::to_string(size));
-    }
-}
-
-void WriteIntoWatched() {
-    for (const std::string& path : WatchedFiles()) {
-        if (std::FILE* file = std::fopen(path.c_str(), "a")) {
-            std::fputs("left by the wrapper\n", file);
-            std::fclose(file);
-        }
-    }
-}
-
 // Runs once per load of the library: the driver must never unmap it.
-[[maybe_unused]] const bool kMappingLogged = [] {
-    if (EnvironmentNumber("VIREO_RECORDING_MAPPING") == 1) {
-        Line("mapped");
-    }
-    return true;
-}();
+[[maybe_unused]] const int kMappingLogged = WatchedFiles().empty() ? 0 : Say("mapped");
 
-std::string Pointer(const void* pointer) {
-    char text[32];
-    std::snprintf(text, sizeof text, "%p", pointer);
+// Numbers separated by spaces.
+template <typename... Numbers>
+std::string Args(Numbers... numbers) {
+    std::string text;
+    ((text += " " + std::to_string(numbers)), ...);
     return text;
-}
-
-std::string Words(const int32_t* record, int room) {
-    return Pointer(record) + " " + Hex(record, sizeof(int32_t) * static_cast<size_t>(room));
 }
 
 class RecordingWrapper final : public Interface {
 public:
     int LoadAWBAlgorithm(const char* a, const char* b) override {
-        Line(std::string("LoadAWBAlgorithm ") + a + " " + b);
-        return EnvironmentNumber("VIREO_RECORDING_ALGORITHM_RESULT");
+        Say(std::string("LoadAWBAlgorithm ") + a + " " + b);
+        const char* result = std::getenv("VIREO_RECORDING_ALGORITHM_RESULT");
+        return result != nullptr ? std::atoi(result) : 0;
     }
     int LoadTuningData(const char* path) override {
-        Line(std::string("LoadTuningData ") + path);
+        Say(std::string("LoadTuningData ") + path);
         return ReadSettings(path);
     }
     int InitializeAlgorithm() override { return Say("InitializeAlgorithm"); }
@@ -165,127 +127,89 @@ public:
         // The region array arrives before its count; log it now that the
         // count is known.
         if (regions_ != nullptr && totalRegionCount >= 0 && totalRegionCount <= 4096) {
-            line +=
-                " regions=" + Hex(regions_, kRegionBytes * static_cast<size_t>(totalRegionCount));
+            line += " regions=" + Hex(regions_, kRegionBytes * size_t(totalRegionCount));
         }
-        Line(line);
-        return 0;
+        return Say(line);
     }
-    int SetExtraInfoA(int value) override { return Say("SetExtraInfoA " + std::to_string(value)); }
+    int SetExtraInfoA(int value) override { return Say("SetExtraInfoA" + Args(value)); }
     int SetBGStatsConfig(int h, int v, int bitDepth, int w, int height) override {
-        return Say("SetBGStatsConfig " + std::to_string(h) + " " + std::to_string(v) + " " +
-                   std::to_string(bitDepth) + " " + std::to_string(w) + " " +
-                   std::to_string(height));
+        return Say("SetBGStatsConfig" + Args(h, v, bitDepth, w, height));
     }
     int SetBGChannelInfo(const void* regions) override {
         regions_ = regions;
         return Say("SetBGChannelInfo");
     }
-    int SetExtraInfoB(int value, int32_t* record) override {
-        Say("SetExtraInfoB " + std::to_string(value) + " " + Words(record, kRoomB));
-        return Scribble(record, kRoomB);
-    }
+    int SetExtraInfoB(int value, int32_t* r) override { return See("B" + Args(value), r, kRoomB); }
     int NeverCalled1() override { return Say("NeverCalled1"); }
-    int SetExtraInfoC(int32_t* record) override {
-        Say("SetExtraInfoC " + Words(record, kRoomC));
-        return Scribble(record, kRoomC);
-    }
-    int SetExtraInfoD(int value, int32_t* record) override {
-        Say("SetExtraInfoD " + std::to_string(value) + " " + Words(record, kRoomD));
-        return Scribble(record, kRoomD);
-    }
+    int SetExtraInfoC(int32_t* r) override { return See("C", r, kRoomC); }
+    int SetExtraInfoD(int value, int32_t* r) override { return See("D" + Args(value), r, kRoomD); }
     int SetFrameDimensions(int width, int height) override {
-        return Say("SetFrameDimensions " + std::to_string(width) + " " + std::to_string(height));
+        return Say("SetFrameDimensions" + Args(width, height));
     }
     int SetAuxiliaryInfo(const void* record) override {
         return Say("SetAuxiliaryInfo " + Hex(record, kAuxiliaryBytes));
     }
-    int SetExtraInfoE(int32_t* record) override {
-        return Say("SetExtraInfoE " + Words(record, kRoomE));
-    }
-    int SetExtraInfoF(int32_t* record) override {
-        // E and F share one record: scribble only after both have seen it.
-        Say("SetExtraInfoF " + Words(record, kRoomE));
-        return Scribble(record, kRoomE);
-    }
-    int SetExtraInfoG(int32_t* record) override {
-        Say("SetExtraInfoG " + Words(record, kRoomG));
-        return Scribble(record, kRoomG);
-    }
-    int SetExtraInfoH(int32_t* record) override {
-        Say("SetExtraInfoH " + Words(record, kRoomH));
-        return Scribble(record, kRoomH);
-    }
+    // E and F share one record: scribble only after both have seen it.
+    int SetExtraInfoE(int32_t* r) override { return See("E", r, kRoomE, false); }
+    int SetExtraInfoF(int32_t* r) override { return See("F", r, kRoomE); }
+    int SetExtraInfoG(int32_t* r) override { return See("G", r, kRoomG); }
+    int SetExtraInfoH(int32_t* r) override { return See("H", r, kRoomH); }
     int SetCalibrationData(const float* factors) override {
         return Say("SetCalibrationData " + Hex(factors, kCalibrationBytesFromFactors));
     }
     int RunSimulation() override { return Say("RunSimulation"); }
     Output* GetOutput() override {
-        if (outputs_.empty()) {
-            Say("GetOutput null");
-            return nullptr;
-        }
-        const Output* next = outputs_[sample_++ % outputs_.size()];
-        Say(next == nullptr ? "GetOutput null" : "GetOutput");
-        if (next == nullptr) {
-            return nullptr;
-        }
-        current_ = *next;
+        const bool none = outputs_.empty() || !outputs_[sample_++ % outputs_.size()].second;
+        Say(none ? "GetOutput null" : "GetOutput");
+        if (none) return nullptr;
+        current_ = outputs_[(sample_ - 1) % outputs_.size()].first;
         return &current_;
     }
     int NeverCalled2() override { return Say("NeverCalled2"); }
     int NeverCalled3() override { return Say("NeverCalled3"); }
     void Destroy() override {
         Say("Destroy");
-        WriteIntoWatched();
-        for (const Output* output : outputs_) {
-            delete output;
+        for (const std::string& path : WatchedFiles()) {
+            if (std::FILE* file = std::fopen(path.c_str(), "a")) {
+                std::fputs("left by the wrapper\n", file);
+                std::fclose(file);
+            }
         }
         delete this;
     }
 
 private:
-    int Say(const std::string& text) {
-        Line(text);
-        return 0;
-    }
-
-    int Scribble(int32_t* record, int room) {
-        if (scribble_) {
-            for (int i = 0; i < room; ++i) {
-                record[i] = 0x5A5A0000 + i;
-            }
-        }
+    // Logs a placeholder record's address and words, then scribbles on it.
+    int See(const std::string& call, int32_t* record, int room, bool scribble = true) {
+        char address[32];
+        std::snprintf(address, sizeof address, "%p", static_cast<void*>(record));
+        Say("SetExtraInfo" + call + " " + address + " " + Hex(record, sizeof(int32_t) * room));
+        for (int i = 0; scribble && scribble_ && i < room; ++i) record[i] = 0x5A5A0000 + i;
         return 0;
     }
 
     int ReadSettings(const char* path) {
         std::FILE* file = std::fopen(path, "r");
-        if (file == nullptr) {
-            return 0;  // no settings: defaults
-        }
-        int loadResult = 0;
+        if (file == nullptr) return 0;  // no settings: defaults
+        int loadResult = 0, flag = 0;
         char line[512];
         while (std::fgets(line, sizeof line, file) != nullptr) {
             Output output{};
-            int flag = 0;
-            if (std::sscanf(line, "load_result=%d", &loadResult) == 1) {
-                continue;
-            }
+            if (std::sscanf(line, "load_result=%d", &loadResult) == 1) continue;
             if (std::sscanf(line, "scribble=%d", &flag) == 1) {
                 scribble_ = flag != 0;
             } else if (std::strncmp(line, "output=null", 11) == 0) {
-                outputs_.push_back(nullptr);
+                outputs_.push_back({output, false});
             } else if (std::sscanf(line, "output=%f %f %f %" SCNu32 " %" SCNu32, &output.r,
                                    &output.g, &output.b, &output.cct, &output.debugDataSize) == 5) {
-                outputs_.push_back(new Output(output));
+                outputs_.push_back({output, true});
             }
         }
         std::fclose(file);
         return loadResult;
     }
 
-    std::vector<const Output*> outputs_;
+    std::vector<std::pair<Output, bool>> outputs_;  // false: a null output
     size_t sample_ = 0;
     Output current_{};
     const void* regions_ = nullptr;
@@ -297,10 +221,18 @@ private:
 extern "C" __attribute__((visibility("default"))) Interface* CreateAWBSimulationWrapper() {
     const char* makeNull = std::getenv("VIREO_RECORDING_FACTORY_NULL");
     if (makeNull != nullptr && std::strcmp(makeNull, "1") == 0) {
-        Line("create null");
+        Say("create null");
         return nullptr;
     }
-    Line("create");
-    LogWatchedSizes();
+    Say("create");
+    for (const std::string& path : WatchedFiles()) {
+        long size = -1;
+        if (std::FILE* file = std::fopen(path.c_str(), "r")) {
+            std::fseek(file, 0, SEEK_END);
+            size = std::ftell(file);
+            std::fclose(file);
+        }
+        Say("watch " + path + " " + std::to_string(size));
+    }
     return new RecordingWrapper();
 }

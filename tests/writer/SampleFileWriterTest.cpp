@@ -93,7 +93,8 @@ TEST_P(SampleFileWriterRoundTrip, EveryValueReachesItsField) {
     EXPECT_EQ(spare.gbCount, 0);
 }
 
-INSTANTIATE_TEST_SUITE_P(RegionCounts, SampleFileWriterRoundTrip, testing::Values(0, 1, 3, 64));
+INSTANTIATE_TEST_SUITE_P(RegionCounts, SampleFileWriterRoundTrip, testing::Values(0, 1, 3, 64),
+                         [](const auto& info) { return std::to_string(info.param) + "Regions"; });
 
 // The exact bytes the readers' line rule relies on: line feeds only, the
 // value text as given, and the key that ends the channel section last.

@@ -16,6 +16,8 @@
 #include <string>
 #include <vector>
 
+#include "AtomicFile.h"
+#include "DataSetId.h"
 #include "GridStats.h"
 #include "GroundTruth.h"
 #include "ImageFiles.h"
@@ -23,6 +25,7 @@
 #include "Metrics.h"
 #include "RunDriver.h"
 #include "SampleStats.h"
+#include "vireo/Version.h"
 
 namespace {
 
@@ -49,7 +52,8 @@ constexpr const char* kUsage =
     "                        (default 260)\n"
     "  --truth-roi X,Y,W,H   raw: the white is the mean of this rectangle (a grey card),\n"
     "                        which is then left out of the statistics\n"
-    "  --per-image           verify: one line per image\n";
+    "  --per-image           verify: one line per image\n"
+    "  --help, --version     this text, the version\n";
 
 constexpr double kDefaultLuxIndex = 260.0;
 
@@ -280,8 +284,8 @@ bool WriteSample(const Options& o, const std::string& source, const GridStats& s
     }
     written[item.path] = source;
     std::string error;
-    if (!WriteFileAtomically(o.out + "/" + item.path, FormatSample(stats, o.grid, item.luxIndex),
-                             error)) {
+    if (!Vireo::WriteFileAtomically(o.out + "/" + item.path,
+                                    FormatSample(stats, o.grid, item.luxIndex), error)) {
         return Fail(source + ": " + error);
     }
     Vireo::Datagen::TruthRow row;
@@ -306,7 +310,9 @@ bool WriteTruth(const Options& o, const std::vector<Vireo::Datagen::TruthRow>& t
     for (const auto& row : truth) text += Vireo::Datagen::FormatTruthRow(row);
     std::string error;
     const std::string path = o.out + "/" + Vireo::Datagen::kGroundTruthFile;
-    if (!WriteFileAtomically(path, text, error)) return Fail(error);
+    if (!Vireo::WriteFileAtomically(path, text, error)) return Fail(error);
+    // The data set's identity, which vireo-score compares with the results'.
+    if (!Vireo::Datagen::WriteDataSetId(o.out, text, error)) return Fail(error);
     std::printf("vireo-import: %zu samples and %s written to %s\n", truth.size(),
                 Vireo::Datagen::kGroundTruthFile, o.out.c_str());
     return true;
@@ -479,6 +485,7 @@ bool Verify(const Options& o) {
 }  // namespace
 
 int main(int argc, char** argv) {
+    if (Vireo::AnswerVersion(argc, argv, "vireo-import")) return 0;
     Options o;
     if (const int rc = ParseArgs(argc, argv, o); rc != 0) return rc == 2 ? 0 : 2;
     bool ok = false;

@@ -4,11 +4,14 @@
 #include <fstream>
 #include <sstream>
 #include <string>
+#include <string_view>
 #include <vector>
 
+#include "AtomicFile.h"
 #include "Calibrate.h"
 #include "TuningCodec.h"
 #include "YamlTuning.h"
+#include "vireo/Version.h"
 
 #ifdef VIREO_HAVE_LEARN
 #include "Learn.h"
@@ -17,14 +20,16 @@ int RunCrossVal(int argc, char** argv);
 
 namespace {
 
+constexpr const char* kUsage =
+    "usage: vireo-tune compile IN.yaml OUT.bin   YAML tuning -> binary tuning file\n"
+    "       vireo-tune dump IN.bin               binary tuning file -> YAML on stdout\n"
+    "       vireo-tune calibrate ...             tuning from chart samples\n"
+    "       vireo-tune learn ...                 learned tuning from labelled samples\n"
+    "       vireo-tune crossval ...              cross-validation of the learned tuning\n"
+    "       vireo-tune --help | --version\n";
+
 int Usage() {
-    std::fputs(
-        "usage: vireo-tune compile IN.yaml OUT.bin   YAML tuning -> binary tuning file\n"
-        "       vireo-tune dump IN.bin               binary tuning file -> YAML on stdout\n"
-        "       vireo-tune calibrate ...             tuning from chart samples\n"
-        "       vireo-tune learn ...                 learned tuning from labelled samples\n"
-        "       vireo-tune crossval ...              cross-validation of the learned tuning\n",
-        stderr);
+    std::fputs(kUsage, stderr);
     return 2;
 }
 
@@ -44,16 +49,9 @@ int Compile(const char* inPath, const char* outPath) {
         return Fail(std::string(inPath) + ": " + error);
     }
     const std::vector<uint8_t> bytes = Vireo::Tuning::Encode(params);
-    // Written beside the target and renamed, so a failed write never leaves
-    // half a tuning file where the driver looks for one.
-    const std::string temporary = std::string(outPath) + ".partial";
-    std::FILE* out = std::fopen(temporary.c_str(), "wb");
-    if (out == nullptr) return Fail(std::string("cannot write ") + outPath);
-    const bool written = std::fwrite(bytes.data(), 1, bytes.size(), out) == bytes.size();
-    if (std::fclose(out) != 0 || !written || std::rename(temporary.c_str(), outPath) != 0) {
-        std::remove(temporary.c_str());
-        return Fail(std::string("cannot write ") + outPath);
-    }
+    // Never half a tuning file where the driver looks for one.
+    const std::string_view binary(reinterpret_cast<const char*>(bytes.data()), bytes.size());
+    if (!Vireo::WriteFileAtomically(outPath, binary, error)) return Fail(error);
     return 0;
 }
 
@@ -73,6 +71,11 @@ int Dump(const char* inPath) {
 int main(int argc, char** argv) {
     if (argc < 2) return Usage();
     const std::string command = argv[1];
+    if (command == "--help" || command == "-h") {
+        std::fputs(kUsage, stdout);
+        return 0;
+    }
+    if (command == "--version") return Vireo::AnswerVersion(argc, argv, "vireo-tune") ? 0 : 2;
     if (command == "compile" && argc == 4) return Compile(argv[2], argv[3]);
     if (command == "dump" && argc == 3) return Dump(argv[2]);
     if (command == "calibrate") {
