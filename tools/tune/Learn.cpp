@@ -8,8 +8,8 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <fstream>
 
+#include "AtomicFile.h"
 #include "CameraProfile.h"
 #include "GroundTruth.h"
 #include "LearnedEstimator.h"
@@ -592,19 +592,8 @@ int RunLearn(int argc, char** argv) {
                        " labelled samples in " + data + ".\n# CT of the curve points: " + source +
                        ".\n";
     yaml += Vireo::Tuning::ToYaml(params);
-    // Written beside the target and renamed: never half a tuning.
-    const std::string temporary = out + ".partial";
-    std::ofstream file(temporary);
-    if (!(file << yaml) || !file.flush()) {
-        file.close();
-        std::remove(temporary.c_str());
-        std::fprintf(stderr, "vireo-tune learn: cannot write %s\n", out.c_str());
-        return 1;
-    }
-    file.close();
-    if (std::rename(temporary.c_str(), out.c_str()) != 0) {
-        std::remove(temporary.c_str());
-        std::fprintf(stderr, "vireo-tune learn: cannot write %s\n", out.c_str());
+    if (!Vireo::WriteFileAtomically(out, yaml, error)) {
+        std::fprintf(stderr, "vireo-tune learn: %s\n", error.c_str());
         return 1;
     }
     return 0;
