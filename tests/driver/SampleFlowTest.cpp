@@ -215,7 +215,7 @@ TEST_F(SampleFlow, SceneEndingFailuresStopTheirSceneOnlyAndSetTheStatus) {
     const std::string dangling = data + "/ball/dangling";
     ASSERT_EQ(symlink("/nonexistent/sample", dangling.c_str()), 0);
     Vireo::Testing::SampleText negative = Vireo::Testing::MakeSample(1, 1);
-    negative.header[4] = "-1";
+    ValueText(negative, Vireo::kTotalRegionCountKey) = "-1";
     const std::string bad = AddSample("chart", "negative", SampleFileText(negative));
     const std::string good =
         AddSample("indoor_3", "good", SampleFileText(Vireo::Testing::MakeSample(1, 1)));
@@ -261,7 +261,7 @@ TEST_F(SampleFlow, FieldsAReaderLeavesAloneCarryOverToTheNextSample) {
     WriteFile(tuning, "output=1 1 1 5000 0\n");
     AddSample("ball", "first", SampleFileText(Vireo::Testing::MakeSample(1, 1)));
     Vireo::Testing::SampleText second = Vireo::Testing::MakeSample(1, 2);
-    second.calibration[0] = "0";  // count 0: factors 1.0, LED point kept
+    ValueText(second, Vireo::kNumCalibrationFactorsKey) = "0";  // factors 1.0, LED point kept
     AddSample("chart", "second", SampleFileText(second));
     ASSERT_EQ(RunDriver().exitStatus, 0);
     float expected[22];

@@ -18,11 +18,11 @@ Vireo::SampleFileContent DistinctContent(int regionCount) {
     for (size_t i = 0; i < content.header.size(); ++i) {
         content.header[i] = std::to_string(101 + i);
     }
-    content.header[4] = std::to_string(regionCount);  // total region count
+    ValueText(content, Vireo::kTotalRegionCountKey) = std::to_string(regionCount);
     for (size_t i = 0; i < content.calibration.size(); ++i) {
         content.calibration[i] = std::to_string(201 + i);
     }
-    content.calibration[0] = "6";  // all six CCTs are taken
+    ValueText(content, Vireo::kNumCalibrationFactorsKey) = "6";  // all six CCTs are taken
     for (int r = 0; r < regionCount; ++r) {
         Vireo::SampleRegionValues region;
         for (size_t channel = 0; channel < 4; ++channel) {
@@ -100,8 +100,8 @@ INSTANTIATE_TEST_SUITE_P(RegionCounts, SampleFileWriterRoundTrip, testing::Value
 // value text as given, and the key that ends the channel section last.
 TEST(SampleFileWriter, WritesValueTextVerbatimAndEndsWithTheSectionEndKey) {
     Vireo::SampleFileContent content = DistinctContent(1);
-    content.header[0] = " 12.5e1 lux";
-    content.calibration[28] = "-0.25";
+    ValueText(content, Vireo::kLuxIndexKey) = " 12.5e1 lux";
+    ValueText(content, Vireo::kSingleLedCalibrationPointKey, 1) = "-0.25";
     std::string text = "before\n";
     Vireo::AppendSampleFile(text, content);
 
