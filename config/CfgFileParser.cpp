@@ -22,6 +22,19 @@ constexpr char kTemplate[] =
     "outputDir=\n";
 static_assert(sizeof(kTemplate) - 1 == 58, "the template is 58 bytes");
 
+// The template is the key table, each key followed by "=\n".
+constexpr bool TemplateMatchesKeys() {
+    const char* t = kTemplate;
+    for (const char* key : kCfgKeys) {
+        while (*key != '\0') {
+            if (*t++ != *key++) return false;
+        }
+        if (*t++ != '=' || *t++ != '\n') return false;
+    }
+    return *t == '\0';
+}
+static_assert(TemplateMatchesKeys(), "the template spells kCfgKeys in order");
+
 }  // namespace
 
 CfgFileParser::CfgFileParser(std::string argument) {
@@ -42,6 +55,7 @@ void CfgFileParser::ReadConfigurationFile(const std::string& path) {
     // runs out of words the extraction fails and leaves the previous word in
     // place, so missing fields repeat the last value read.
     char* const fields[] = {tuningFile, awbDLL, awbSimWrapperDLL, dataDir, outputDir};
+    static_assert(sizeof fields / sizeof fields[0] == kCfgFieldCount, "one field per key");
     std::string word;
     for (char* field : fields) {
         file >> word;

@@ -10,6 +10,13 @@ namespace Vireo {
 
 inline constexpr size_t kCfgPathSize = 2048;
 
+// The keys of the five words, in the order the values are taken. The reader
+// itself ignores them (values go by position); the template and the tools
+// that check a configuration before a run spell them from here.
+inline constexpr const char* kCfgKeys[] = {"tuningFile", "awbDLL", "awbSimWrapperDLL", "dataDir",
+                                           "outputDir"};
+inline constexpr size_t kCfgFieldCount = sizeof kCfgKeys / sizeof kCfgKeys[0];
+
 class CfgFileParser {
 public:
     // Reads the configuration file named by `argument`, or writes

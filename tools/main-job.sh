@@ -19,10 +19,24 @@ usage: bash tools/main-job.sh [options]
                   and the reference beats grey world on every scene
   --data DIR      data folder (default data/<camera>-k<K>-s<seed>)
   --out DIR       output folder (default out/<same name>)
+  --help          this text
+  --version       the version
+Relative folders are taken from the current folder. Installed (as
+vireo-main-job), it uses the installed tools, libraries and default tuning
+and puts data/ and out/ in the current folder.
 EOF
 }
 
-root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
+# From a source checkout: build there. Installed: the tools sit beside this
+# script and the libraries and the default tuning under the same prefix.
+here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
+if [ -f "$here/../CMakeLists.txt" ]; then
+    root=$(cd "$here/.." && pwd) installed=0
+    version=$(sed -n 's/^project(vireo-awbsim VERSION \([0-9.]*\).*/\1/p' "$root/CMakeLists.txt")
+else
+    root=$PWD installed=1 prefix=$(cd "$here/.." && pwd)
+    version=$("$here/vireo-check" --version | sed 's/.* //')
+fi
 samples=16 camera="samsung SM-G930V" seed=1 calibrate=0 gate=0 data="" out=""
 while [ $# -gt 0 ]; do
     case "$1" in
@@ -34,12 +48,15 @@ while [ $# -gt 0 ]; do
         --data) data=$2; shift 2 ;;
         --out) out=$2; shift 2 ;;
         -h|--help) usage; exit 0 ;;
+        --version) echo "vireo-main-job (vireo-awbsim) $version"; exit 0 ;;
         *) echo "main-job: unknown option $1" >&2; usage >&2; exit 2 ;;
     esac
 done
 name=$(printf '%s' "$camera" | tr -c 'A-Za-z0-9\n' '-')-k$samples-s$seed
 data=${data:-$root/data/$name}
 out=${out:-$root/out/$name}
+[[ $data == /* ]] || data=$PWD/$data
+[[ $out == /* ]] || out=$PWD/$out
 
 step_no=0
 step() { step_no=$((step_no + 1)); printf '[%d/6] %s\n' "$step_no" "$*"; }
@@ -48,22 +65,26 @@ elapsed() { printf '      done in %ds\n' $((SECONDS - $1)); }
 # 1. Prerequisites: Debian bookworm packages.
 step "checking prerequisites"
 missing=()
-command -v cmake >/dev/null || missing+=(cmake)
-command -v g++ >/dev/null || missing+=(g++)
-command -v make >/dev/null || missing+=(make)
-[ -f /usr/include/yaml-cpp/yaml.h ] || missing+=(libyaml-cpp-dev)
-# vireo-import (real pictures into sample files) is built alongside.
-[ -f /usr/include/spng.h ] || missing+=(libspng-dev)
-[ -f /usr/include/libraw/libraw.h ] || missing+=(libraw-dev)
-if [ ${#missing[@]} -gt 0 ]; then
-    if [ "$(id -u)" = 0 ] && command -v apt-get >/dev/null; then
-        echo "      installing ${missing[*]}"
-        export DEBIAN_FRONTEND=noninteractive
-        apt-get update -qq && apt-get install -y -qq "${missing[@]}" >/dev/null
-    else
-        echo "main-job: missing ${missing[*]}; install them with:" >&2
-        echo "  sudo apt-get install -y ${missing[*]}" >&2
-        exit 1
+# Installed, the tools need nothing more to run.
+if [ $installed = 0 ]; then
+    command -v cmake >/dev/null || missing+=(cmake)
+    command -v g++ >/dev/null || missing+=(g++)
+    command -v make >/dev/null || missing+=(make)
+    [ -f /usr/include/yaml-cpp/yaml.h ] || missing+=(libyaml-cpp-dev)
+    # vireo-import (real pictures into sample files) is built alongside.
+    [ -f /usr/include/spng.h ] || missing+=(libspng-dev)
+    [ -f /usr/include/libraw/libraw.h ] || missing+=(libraw-dev)
+    [ -f /usr/include/png.h ] || missing+=(libpng-dev)  # vireo-report's previews
+    if [ ${#missing[@]} -gt 0 ]; then
+        if [ "$(id -u)" = 0 ] && command -v apt-get >/dev/null; then
+            echo "      installing ${missing[*]}"
+            export DEBIAN_FRONTEND=noninteractive
+            apt-get update -qq && apt-get install -y -qq "${missing[@]}" >/dev/null
+        else
+            echo "main-job: missing ${missing[*]}; install them with:" >&2
+            echo "  sudo apt-get install -y ${missing[*]}" >&2
+            exit 1
+        fi
     fi
 fi
 if [[ "$camera" != "samsung SM-G930V" && "$camera" != "LG Mobile LG-H815" && "$camera" != *.dcp &&
@@ -74,33 +95,49 @@ if [[ "$camera" != "samsung SM-G930V" && "$camera" != "LG Mobile LG-H815" && "$c
 fi
 
 # 2. Build (incremental: only what is missing or changed).
-step "building (cmake --workflow --preset default)"
-t=$SECONDS
-cd "$root"
-mkdir -p build
-# Progress: the build's percentage, rewritten in place.
-show_progress() {
-    local pct
-    while IFS= read -r line; do
-        printf '%s\n' "$line" >>build/main-job-build.log
-        pct=$(expr "$line" : '\[ *\([0-9]*\)%\]' || true)
-        [ -n "$pct" ] && [ -t 1 ] && printf '\r      %3d%%' "$pct"
+if [ $installed = 1 ]; then
+    step "using the installed tools in $here"
+    libdir=$(dirname "$(find "$prefix"/lib* -name libvireo_wrapper.so -print -quit 2>/dev/null)")
+    share=$prefix/share/vireo-awbsim
+    tools=(vireo-awbsim vireo-datagen vireo-score vireo-tune vireo-check)
+    for f in "${tools[@]/#/$here/}" "$libdir/libvireo_wrapper.so" "$libdir/libvireo_awb.so" \
+             "$share/default.yaml"; do
+        [ -e "$f" ] || { echo "main-job: the installation has no $f" >&2; exit 1; }
     done
-    [ -t 1 ] && printf '\r'
-    return 0
-}
-: >build/main-job-build.log
-if ! cmake --workflow --preset default 2>&1 | show_progress; then
-    tail -n 30 build/main-job-build.log >&2
-    echo "main-job: build failed; the whole log is build/main-job-build.log" >&2
-    exit 1
+    awbsim=$here/vireo-awbsim datagen=$here/vireo-datagen score=$here/vireo-score
+    tune=$here/vireo-tune check=$here/vireo-check yaml=$share/default.yaml
+else
+    step "building (cmake --workflow --preset default)"
+    t=$SECONDS
+    cd "$root"
+    mkdir -p build
+    # Progress: the build's percentage, rewritten in place.
+    show_progress() {
+        local pct
+        while IFS= read -r line; do
+            printf '%s\n' "$line" >>build/main-job-build.log
+            pct=$(expr "$line" : '\[ *\([0-9]*\)%\]' || true)
+            [ -n "$pct" ] && [ -t 1 ] && printf '\r      %3d%%' "$pct"
+        done
+        [ -t 1 ] && printf '\r'
+        return 0
+    }
+    : >build/main-job-build.log
+    if ! cmake --workflow --preset default 2>&1 | show_progress; then
+        tail -n 30 build/main-job-build.log >&2
+        echo "main-job: build failed; the whole log is build/main-job-build.log" >&2
+        exit 1
+    fi
+    elapsed $t
+    bin=$root/build/default
+    for f in driver/vireo-awbsim tools/datagen/vireo-datagen tools/score/vireo-score tools/tune/vireo-tune \
+             tools/check/vireo-check reference/libvireo_wrapper.so reference/libvireo_awb.so; do
+        [ -e "$bin/$f" ] || { echo "main-job: the build made no $bin/$f" >&2; exit 1; }
+    done
+    awbsim=$bin/driver/vireo-awbsim datagen=$bin/tools/datagen/vireo-datagen
+    score=$bin/tools/score/vireo-score tune=$bin/tools/tune/vireo-tune
+    check=$bin/tools/check/vireo-check yaml=$root/reference/tuning/default.yaml libdir=$bin/reference
 fi
-elapsed $t
-bin=$root/build/default
-for f in driver/vireo-awbsim tools/datagen/vireo-datagen tools/score/vireo-score tools/tune/vireo-tune \
-         reference/libvireo_wrapper.so reference/libvireo_awb.so; do
-    [ -e "$bin/$f" ] || { echo "main-job: the build made no $bin/$f" >&2; exit 1; }
-done
 
 # 3. Data set, unless one of these parameters is there already.
 stamp="camera=$camera samples=$samples seed=$seed"
@@ -110,7 +147,7 @@ else
     step "generating $samples samples per scene for \"$camera\" into $data"
     t=$SECONDS
     rm -rf "$data"
-    "$bin/tools/datagen/vireo-datagen" --out "$data" --samples "$samples" --seed "$seed" \
+    "$datagen" --out "$data" --samples "$samples" --seed "$seed" \
         --camera "$camera" | sed 's/^/      /'
     echo "$stamp" >"$data/.main-job"
     elapsed $t
@@ -118,15 +155,14 @@ fi
 
 # 4. Tuning.
 mkdir -p "$out"
-yaml=$root/reference/tuning/default.yaml
 if [ $calibrate = 1 ]; then
     step "calibrating the tuning from the chart shots, compiling it"
     yaml=$out/tuning.yaml
-    "$bin/tools/tune/vireo-tune" calibrate --data "$data" --out "$yaml"
+    "$tune" calibrate --data "$data" --out "$yaml"
 else
     step "compiling the default tuning"
 fi
-"$bin/tools/tune/vireo-tune" compile "$yaml" "$out/TintraBinaryParameterSet.bin"
+"$tune" compile "$yaml" "$out/TintraBinaryParameterSet.bin"
 
 # 5. Configuration and the run.
 step "running vireo-awbsim"
@@ -134,12 +170,22 @@ t=$SECONDS
 cfg=$out/main-job.cfg
 cat >"$cfg" <<EOF
 tuningFile=$out/TintraBinaryParameterSet.bin
-awbDLL=$bin/reference/libvireo_awb.so
-awbSimWrapperDLL=$bin/reference/libvireo_wrapper.so
+awbDLL=$libdir/libvireo_awb.so
+awbSimWrapperDLL=$libdir/libvireo_wrapper.so
 dataDir=$data
 outputDir=$out
 EOF
-if ! "$bin/driver/vireo-awbsim" "$cfg" >"$out/driver.log" 2>&1; then
+# The data set's identity beside the results, so that they are never
+# scored against another data set's ground truth.
+rm -f "$out/dataset.id"
+[ ! -f "$data/dataset.id" ] || cp "$data/dataset.id" "$out/dataset.id"
+# Everything the driver would pass over in silence stops the job here.
+if ! "$check" --quiet "$cfg" >"$out/check.log" 2>&1; then
+    head -n 20 "$out/check.log" >&2
+    echo "main-job: vireo-check found problems; all of them are in $out/check.log" >&2
+    exit 1
+fi
+if ! "$awbsim" "$cfg" >"$out/driver.log" 2>&1; then
     tail -n 20 "$out/driver.log" >&2
     echo "main-job: vireo-awbsim failed; its output is in $out/driver.log" >&2
     exit 1
@@ -150,5 +196,5 @@ elapsed $t
 step "scoring $out/awbSimulationOutput.txt"
 gates=()
 [ $gate = 1 ] && gates=(--max-median 1.5 --max-worst25 4 --beat-grey-world)
-"$bin/tools/score/vireo-score" --results "$out/awbSimulationOutput.txt" \
+"$score" --results "$out/awbSimulationOutput.txt" \
     --truth "$data/ground_truth.csv" --data "$data" "${gates[@]}"

@@ -394,5 +394,39 @@ int Estimate(Estimator* e, const VireoAwbFrame& frame, VireoAwbResult* result) {
     return 0;
 }
 
+void ExplainRegions(const Estimator& e, const VireoAwbFrame& frame, const VireoAwbResult& result,
+                    float* weights, int32_t count) {
+    const bool usable = frame.regions != nullptr || frame.regionCount <= 0;
+    const int32_t regions = usable ? std::max<int32_t>(frame.regionCount, 0) : 0;
+    float rFactor;
+    float bFactor;
+    bool ignored;
+    ModuleFactors(frame, &rFactor, &bFactor, &ignored);
+    const float lnRFactor = std::log(rFactor);
+    const float lnBFactor = std::log(bFactor);
+    // Grey world, chosen or as the fallback, averages every selected region.
+    const bool average =
+        (result.flags & (VIREO_AWB_FLAG_GREY_WORLD_MODE | VIREO_AWB_FLAG_NO_GREY_REGION)) != 0;
+    const float widthSquared = e.params.greyZoneWidth * e.params.greyZoneWidth;
+    const float inv2Sigma2 = 0.5f / (e.params.likelihoodSigma * e.params.likelihoodSigma);
+    for (int32_t i = 0; i < count; ++i) {
+        if (i >= regions || result.validRegionCount == 0 || e.selected[i] == 0.0f) {
+            weights[i] = -1.0f;
+            continue;
+        }
+        if (average) {
+            weights[i] = 1.0f;
+            continue;
+        }
+        // The same measure as the vote, in plain arithmetic: a reading aid,
+        // not a second decision.
+        const float u = std::log(e.meanR[i] / e.meanG[i]) - lnRFactor;
+        const float v = std::log(e.meanB[i] / e.meanG[i]) - lnBFactor;
+        const float distance = Project(e.curve, u, v).distance;
+        const float squared = distance * distance;
+        weights[i] = squared <= widthSquared ? std::exp(-squared * inv2Sigma2) : 0.0f;
+    }
+}
+
 }  // namespace Awb
 }  // namespace Vireo

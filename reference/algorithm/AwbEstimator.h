@@ -84,6 +84,13 @@ void InitEstimator(const Tuning::TuningParams& params, Estimator* estimator);
 // 0, or -1 when frame is unusable (null regions with a positive count).
 int Estimate(Estimator* estimator, const VireoAwbFrame& frame, VireoAwbResult* result);
 
+// What each region contributed to the decision Estimate just made for this
+// frame (the estimator's scratch still holds its selection): below 0 left
+// out by the selection, 0 selected but outside the grey zone, above 0 its
+// weight. Fills weights[0 .. count-1]; regions past the frame's are -1.
+void ExplainRegions(const Estimator& estimator, const VireoAwbFrame& frame,
+                    const VireoAwbResult& result, float* weights, int32_t count);
+
 }  // namespace Awb
 }  // namespace Vireo
 

@@ -45,13 +45,32 @@ int32_t Process(void* instance, const VireoAwbFrame* frame, VireoAwbResult* resu
     }
 }
 
+int32_t Explain(void* instance, const VireoAwbFrame* frame, VireoAwbResult* result,
+                float* regionWeights, int32_t regionWeightCount) {
+    if (instance == nullptr || frame == nullptr || result == nullptr) return -1;
+    try {
+        auto* estimator = static_cast<Vireo::Awb::Estimator*>(instance);
+        const int32_t status = Vireo::Awb::Estimate(estimator, *frame, result);
+        if (regionWeights != nullptr && regionWeightCount > 0) {
+            Vireo::Awb::ExplainRegions(*estimator, *frame, *result, regionWeights,
+                                       regionWeightCount);
+        }
+        return status;
+    } catch (...) {
+        return -1;
+    }
+}
+
 void Destroy(void* instance) { delete static_cast<Vireo::Awb::Estimator*>(instance); }
 
 constexpr VireoAwbApiV1 kApiV1 = {VIREO_AWB_API_VERSION, sizeof(VireoAwbApiV1), Create, Process,
                                   Destroy};
+constexpr VireoAwbApiV2 kApiV2 = {
+    VIREO_AWB_API_VERSION_EXPLAIN, sizeof(VireoAwbApiV2), Create, Process, Destroy, Explain};
 
 }  // namespace
 
 extern "C" __attribute__((visibility("default"))) const void* VireoAwbGetApi(uint32_t version) {
-    return version == VIREO_AWB_API_VERSION ? &kApiV1 : nullptr;
+    if (version == VIREO_AWB_API_VERSION) return &kApiV1;
+    return version == VIREO_AWB_API_VERSION_EXPLAIN ? &kApiV2 : nullptr;
 }

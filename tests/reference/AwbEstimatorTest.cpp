@@ -322,5 +322,36 @@ TEST_P(LaneWidths, GiveTheSameResultBitForBit) {
 INSTANTIATE_TEST_SUITE_P(Scenes, LaneWidths, ::testing::ValuesIn(WidthCases()),
                          [](const auto& info) { return std::string(info.param.name); });
 
+// The explanation's weights agree with the decision they explain: as many
+// regions at or above 0 as were selected, above 0 as voted (all of them
+// when grey world decided), and nothing past the frame's regions.
+class Explanation : public ::testing::TestWithParam<WidthCase> {};
+
+TEST_P(Explanation, WeightsAgreeWithTheDecision) {
+    const VireoAwbFrame frame = Frame(GetParam().regions, 300);
+    Awb::Estimator estimator;
+    Awb::InitEstimator(TestTuning(GetParam().mode), &estimator);
+    VireoAwbResult result{};
+    ASSERT_EQ(Awb::Estimate(&estimator, frame, &result), 0);
+    std::vector<float> weights(GetParam().regions.size() + 3, 7.0f);
+    Awb::ExplainRegions(estimator, frame, result, weights.data(),
+                        static_cast<int32_t>(weights.size()));
+    uint32_t selected = 0, voting = 0;
+    for (size_t i = 0; i < GetParam().regions.size(); ++i) {
+        selected += weights[i] >= 0.0f ? 1 : 0;
+        voting += weights[i] > 0.0f ? 1 : 0;
+        EXPECT_LE(weights[i], 1.0f);
+    }
+    const bool average =
+        (result.flags & (VIREO_AWB_FLAG_GREY_WORLD_MODE | VIREO_AWB_FLAG_NO_GREY_REGION)) != 0;
+    EXPECT_EQ(selected, result.validRegionCount);
+    EXPECT_EQ(voting, average ? result.validRegionCount : result.greyRegionCount);
+    for (size_t i = GetParam().regions.size(); i < weights.size(); ++i)
+        EXPECT_EQ(weights[i], -1.0f);
+}
+
+INSTANTIATE_TEST_SUITE_P(Scenes, Explanation, ::testing::ValuesIn(WidthCases()),
+                         [](const auto& info) { return std::string(info.param.name); });
+
 }  // namespace
 }  // namespace Vireo

@@ -156,7 +156,7 @@ INSTANTIATE_TEST_SUITE_P(
                       BrokenSetup{"NoTuning", nullptr, false}),
     [](const auto& info) { return std::string(info.param.name); });
 
-TEST(AlgorithmLibrary, OffersOnlyVersionOne) {
+TEST(AlgorithmLibrary, OffersVersionsOneAndTwoOnly) {
     void* library = dlopen(VIREO_TEST_AWB_LIBRARY, RTLD_NOW | RTLD_LOCAL);
     ASSERT_NE(library, nullptr);
     auto getApi = reinterpret_cast<VireoAwbGetApiFn>(dlsym(library, VIREO_AWB_ENTRY_SYMBOL));
@@ -166,7 +166,14 @@ TEST(AlgorithmLibrary, OffersOnlyVersionOne) {
     EXPECT_EQ(v1->version, 1u);
     EXPECT_EQ(v1->structSize, sizeof(VireoAwbApiV1));
     EXPECT_EQ(getApi(0), nullptr);
-    EXPECT_EQ(getApi(2), nullptr);
+    EXPECT_EQ(getApi(3), nullptr);
+    // Version 2 begins with version 1's entries, and adds explain.
+    const auto* v2 = static_cast<const VireoAwbApiV2*>(getApi(2));
+    ASSERT_NE(v2, nullptr);
+    EXPECT_EQ(v2->version, 2u);
+    EXPECT_EQ(v2->structSize, sizeof(VireoAwbApiV2));
+    EXPECT_EQ(v2->process, v1->process);
+    EXPECT_NE(v2->explain, nullptr);
     char error[64];
     const uint8_t junk[20] = {};
     EXPECT_EQ(v1->create(junk, sizeof junk, error, sizeof error), nullptr);

@@ -97,4 +97,26 @@ TEST_F(ScoreProgram, ExitStatusGatesOnTheLimitsAndFailsOnBadInput) {
     EXPECT_EQ(Score({}).exitStatus, 2);
 }
 
+TEST_F(ScoreProgram, PerSampleRowsAndDataSetIdentity) {
+    const auto rows = Score({"--csv", "--per-sample"});
+    EXPECT_EQ(rows.exitStatus, 0);
+    EXPECT_EQ(rows.standardOutput,
+              "scene,file,r_gain,g_gain,b_gain,cct,truth_cct,angular_error,mired_error,"
+              "grey_world_error\n"
+              "ball,s1.txt,2,1,2,5000,5000,0.0000,0.000,\n"
+              "ball,s2.txt,1,1,2,4000,5000,17.7155,50.000,\n"
+              "chart,s1.txt,2,1,2,5000,5000,0.0000,0.000,\n");
+    // The truth's data set against the identity a run left beside its results.
+    Vireo::Testing::WriteFile(dir / "dataset.id", "00000000000000aa\n");
+    Vireo::Testing::MakeDirs(dir / "run");
+    Vireo::Testing::WriteFile(dir / "run/out.txt", Vireo::Testing::ReadFile(dir / "out.txt"));
+    const std::vector<std::string> args = {"--results", dir / "run/out.txt", "--truth",
+                                           dir / "truth.csv"};
+    for (const auto& [id, status] :
+         {std::pair{"00000000000000aa\n", 0}, {"00000000000000bb\n", 2}}) {
+        Vireo::Testing::WriteFile(dir / "run/dataset.id", id);
+        EXPECT_EQ(Vireo::Testing::Run(VIREO_SCORE_EXE, args, dir.path()).exitStatus, status) << id;
+    }
+}
+
 }  // namespace

@@ -42,7 +42,9 @@ void ChannelSums(double mean, double spread, double noiseSd, int pixels, double 
     const int n = static_cast<int>(std::lround(pixels * below));
     double s = n * std::clamp(clippedMean, 0.0, threshold);
     if (rng != nullptr && n > 0) s += std::sqrt(static_cast<double>(n)) * noiseSd * rng->Normal();
-    sum = n > 0 ? std::max<int64_t>(0, std::llround(s)) : 0;
+    // Every counted pixel lies below the threshold, so the noise cannot take
+    // the sum past n times it: a sum that did would be no recording.
+    sum = n > 0 ? std::clamp<int64_t>(std::llround(s), 0, std::llround(n * threshold)) : 0;
     count = static_cast<uint16_t>(n);
     saturatedSum = std::llround((pixels - n) * 0.5 * (threshold + fullScale));
 }

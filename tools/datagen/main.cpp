@@ -1,7 +1,9 @@
 // vireo-datagen: writes a synthetic data set of the eight scenes, with its
 // ground truth, from a physical model of lights, surfaces and a camera.
+#include <dirent.h>
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cmath>
 #include <cstdio>
@@ -11,11 +13,13 @@
 #include <vector>
 
 #include "CameraProfile.h"
+#include "DataSetId.h"
 #include "GroundTruth.h"
 #include "RunDriver.h"
 #include "SampleFile.h"
 #include "Scenes.h"
 #include "Sensor.h"
+#include "vireo/Version.h"
 
 namespace {
 
@@ -35,7 +39,10 @@ constexpr const char* kUsage =
     "  --no-noise         no shot or read noise\n"
     "  --no-shading       no residual lens shading\n"
     "  --quiet            no progress lines\n"
-    "  --list-cameras     print the built-in cameras and stop\n";
+    "  --list-cameras     print every camera name --camera takes (built-in, then\n"
+    "                     the profiles that load from the folder above) and stop\n"
+    "  --help             this text\n"
+    "  --version          the version\n";
 
 struct Options {
     std::string out;
@@ -47,6 +54,35 @@ struct Options {
     int modules = 4;
     bool noise = true, shading = true, quiet = false;
 };
+
+// Every name --camera takes: the built-in profiles, then each profile of the
+// profile folder that loads, one per line.
+void ListCameras() {
+    for (const auto& c : BuiltInCameras()) std::printf("%s\n", c.name.c_str());
+    std::vector<std::string> names;
+    if (DIR* folder = opendir(kRawTherapeeProfileDir)) {
+        while (const dirent* entry = readdir(folder)) {
+            const std::string file = entry->d_name;
+            constexpr std::size_t kSuffix = 4;  // ".dcp"
+            if (file.size() > kSuffix && file.compare(file.size() - kSuffix, kSuffix, ".dcp") == 0)
+                names.push_back(file.substr(0, file.size() - kSuffix));
+        }
+        closedir(folder);
+    } else {
+        std::fprintf(stderr,
+                     "vireo-datagen: no profiles in %s (Debian: rawtherapee-data has about 140)\n",
+                     kRawTherapeeProfileDir);
+    }
+    std::sort(names.begin(), names.end());
+    for (const std::string& name : names) {
+        bool builtIn = false;
+        for (const auto& c : BuiltInCameras()) builtIn = builtIn || c.name == name;
+        CameraProfile profile;
+        std::string error;
+        if (!builtIn && FindCamera(name, kRawTherapeeProfileDir, profile, error))
+            std::printf("%s\n", name.c_str());
+    }
+}
 
 bool ParseInt(const char* text, long lo, long hi, long& value) {
     char* end = nullptr;
@@ -65,7 +101,7 @@ int ParseArgs(int argc, char** argv, Options& o) {
             std::fputs(kUsage, stdout);
             return 2;
         } else if (a == "--list-cameras") {
-            for (const auto& c : BuiltInCameras()) std::printf("%s\n", c.name.c_str());
+            ListCameras();
             return 2;
         } else if (a == "--out" && hasValue) {
             o.out = argv[++i];
@@ -131,6 +167,7 @@ bool MakeDir(const std::string& path) {
 }  // namespace
 
 int main(int argc, char** argv) {
+    if (Vireo::AnswerVersion(argc, argv, "vireo-datagen")) return 0;
     Options o;
     if (const int rc = ParseArgs(argc, argv, o); rc != 0) return rc == 2 ? 0 : 1;
 
@@ -203,6 +240,10 @@ int main(int argc, char** argv) {
     if (f == nullptr || std::fwrite(truth.data(), 1, truth.size(), f) != truth.size() ||
         std::fclose(f) != 0) {
         std::fprintf(stderr, "vireo-datagen: cannot write %s\n", truthPath.c_str());
+        return 1;
+    }
+    if (!WriteDataSetId(o.out, truth, error)) {
+        std::fprintf(stderr, "vireo-datagen: %s\n", error.c_str());
         return 1;
     }
     if (!o.quiet)

@@ -16,6 +16,7 @@
 #include <string>
 #include <vector>
 
+#include "DataSetId.h"
 #include "GridStats.h"
 #include "GroundTruth.h"
 #include "ImageFiles.h"
@@ -23,6 +24,7 @@
 #include "Metrics.h"
 #include "RunDriver.h"
 #include "SampleStats.h"
+#include "vireo/Version.h"
 
 namespace {
 
@@ -49,7 +51,8 @@ constexpr const char* kUsage =
     "                        (default 260)\n"
     "  --truth-roi X,Y,W,H   raw: the white is the mean of this rectangle (a grey card),\n"
     "                        which is then left out of the statistics\n"
-    "  --per-image           verify: one line per image\n";
+    "  --per-image           verify: one line per image\n"
+    "  --help, --version     this text, the version\n";
 
 constexpr double kDefaultLuxIndex = 260.0;
 
@@ -307,6 +310,8 @@ bool WriteTruth(const Options& o, const std::vector<Vireo::Datagen::TruthRow>& t
     std::string error;
     const std::string path = o.out + "/" + Vireo::Datagen::kGroundTruthFile;
     if (!WriteFileAtomically(path, text, error)) return Fail(error);
+    // The data set's identity, which vireo-score compares with the results'.
+    if (!Vireo::Datagen::WriteDataSetId(o.out, text, error)) return Fail(error);
     std::printf("vireo-import: %zu samples and %s written to %s\n", truth.size(),
                 Vireo::Datagen::kGroundTruthFile, o.out.c_str());
     return true;
@@ -479,6 +484,7 @@ bool Verify(const Options& o) {
 }  // namespace
 
 int main(int argc, char** argv) {
+    if (Vireo::AnswerVersion(argc, argv, "vireo-import")) return 0;
     Options o;
     if (const int rc = ParseArgs(argc, argv, o); rc != 0) return rc == 2 ? 0 : 2;
     bool ok = false;

@@ -9,12 +9,14 @@
 #include <string>
 #include <vector>
 
+#include "DataSetId.h"
 #include "GroundTruth.h"
 #include "Metrics.h"
 #include "Results.h"
 #include "RunDriver.h"
 #include "SampleStats.h"
 #include "Scenes.h"
+#include "vireo/Version.h"
 
 namespace {
 
@@ -26,17 +28,20 @@ constexpr const char* kUsage =
     "  --truth FILE          the data set's ground_truth.csv\n"
     "  --data DIR            the data set folder: also score plain grey world on it\n"
     "  --csv                 CSV instead of the table\n"
+    "  --per-sample          with --csv: one row per sample instead of per scene\n"
     "  --max-mean DEG        fail when the overall mean angular error exceeds DEG\n"
     "  --max-median DEG      ... the overall median\n"
     "  --max-worst25 DEG     ... the overall mean of the worst 25 %\n"
     "  --max-mired M         ... the overall mean CCT error in mired\n"
     "  --beat-grey-world     fail when grey world's median is lower on any scene (needs --data)\n"
     "exit status: 0 within limits, 1 a limit exceeded or a sample without a result,\n"
-    "2 bad usage or input\n";
+    "2 bad usage or input\n"
+    "  --help                this text\n"
+    "  --version             the version\n";
 
 struct Options {
     std::string results, truth, data;
-    bool csv = false, beatGreyWorld = false;
+    bool csv = false, beatGreyWorld = false, perSample = false;
     double maxMean = -1, maxMedian = -1, maxWorst25 = -1, maxMired = -1;
 };
 
@@ -66,6 +71,8 @@ int ParseArgs(int argc, char** argv, Options& o) {
             o.data = argv[++i];
         } else if (a == "--csv") {
             o.csv = true;
+        } else if (a == "--per-sample") {
+            o.perSample = true;
         } else if (a == "--beat-grey-world") {
             o.beatGreyWorld = true;
         } else if (a == "--max-mean" && hasValue && ParseLimit(argv[i + 1], o.maxMean)) {
@@ -81,6 +88,10 @@ int ParseArgs(int argc, char** argv, Options& o) {
             return 2;
         }
     }
+    if (o.perSample && !o.csv) {
+        std::fprintf(stderr, "vireo-score: --per-sample needs --csv\n%s", kUsage);
+        return 2;
+    }
     if (o.results.empty() || o.truth.empty() || (o.beatGreyWorld && o.data.empty())) {
         std::fprintf(
             stderr, "vireo-score: --results and --truth are required%s\n%s",
@@ -89,6 +100,74 @@ int ParseArgs(int argc, char** argv, Options& o) {
         return 2;
     }
     return 0;
+}
+
+// The folder `levels` components above a path ("." when there is none).
+std::string FolderAbove(const std::string& path, int levels) {
+    std::string folder = path;
+    for (int i = 0; i < levels; ++i) {
+        const auto slash = folder.rfind('/');
+        if (slash == std::string::npos) return ".";
+        folder.erase(slash == 0 ? 1 : slash);
+    }
+    return folder;
+}
+
+// Results, ground truth and data folder must be one data set: every folder
+// among them that keeps an identity (dataset.id) must keep the truth's. The
+// results' data folder is the one the driver ran on (their paths start with
+// it); a run may also leave a copy of the identity beside the results.
+bool SameDataSet(const Options& o, const std::vector<Score::ResultRecord>& results,
+                 std::string& error) {
+    const std::string truthFolder = FolderAbove(o.truth, 1);
+    const std::string truthId = Datagen::ReadDataSetId(truthFolder);
+    if (truthId.empty()) return true;  // a data set made before identities were kept
+    std::vector<std::pair<std::string, std::string>> folders;  // what, folder
+    folders.emplace_back("the results", FolderAbove(o.results, 1));
+    for (const auto& r : results) {
+        const std::string folder = FolderAbove(r.path, 2);
+        if (folders.size() < 2 || folders.back().second != folder)
+            folders.emplace_back("the data folder the results were run on", folder);
+    }
+    if (!o.data.empty()) folders.emplace_back("--data", o.data);
+    for (const auto& [what, folder] : folders) {
+        const std::string id = Datagen::ReadDataSetId(folder);
+        if (!id.empty() && id != truthId) {
+            error = what + " (" + folder + "/" + Datagen::kDataSetIdFile + ": " + id +
+                    ") and the ground truth (" + truthFolder + "/" + Datagen::kDataSetIdFile +
+                    ": " + truthId +
+                    ") belong to different data sets; score results against the ground truth "
+                    "of the data set they were run on";
+            return false;
+        }
+    }
+    return true;
+}
+
+constexpr const char* kSampleColumns =
+    "scene,file,r_gain,g_gain,b_gain,cct,truth_cct,angular_error,mired_error,grey_world_error\n";
+
+// One --per-sample row; the result's columns stay empty for a sample without
+// one, grey world's without --data.
+std::string SampleRow(const Datagen::TruthRow& t, const Score::ResultRecord* r,
+                      const double* greyAngle) {
+    char text[256];
+    std::string row = t.scene + "," + t.File() + ",";
+    if (r != nullptr) {
+        std::snprintf(
+            text, sizeof text, "%.6g,%.6g,%.6g,%.0f,%.0f,%.4f,%.3f,", r->rGain, r->gGain, r->bGain,
+            r->cct, t.cct,
+            Score::AngularErrorFromGains(r->rGain, r->gGain, r->bGain, t.whiteRG, t.whiteBG),
+            Score::MiredError(r->cct, t.cct));
+    } else {
+        std::snprintf(text, sizeof text, ",,,,%.0f,,,", t.cct);
+    }
+    row += text;
+    if (greyAngle != nullptr) {
+        std::snprintf(text, sizeof text, "%.4f", *greyAngle);
+        row += text;
+    }
+    return row + "\n";
 }
 
 std::string Fixed(double v, int decimals = 2) {
@@ -142,6 +221,7 @@ void PrintCsv(const std::vector<std::string>& order, const std::map<std::string,
 }  // namespace
 
 int main(int argc, char** argv) {
+    if (AnswerVersion(argc, argv, "vireo-score")) return 0;
     Options o;
     if (const int rc = ParseArgs(argc, argv, o); rc != 0) return rc == 3 ? 0 : 2;
 
@@ -162,6 +242,11 @@ int main(int argc, char** argv) {
         return 2;
     }
 
+    if (!SameDataSet(o, results, error)) {
+        std::fprintf(stderr, "vireo-score: %s\n", error.c_str());
+        return 2;
+    }
+
     // Results are matched by scene folder and file name: the driver's
     // record path starts with whatever data folder it was given.
     std::map<std::string, const Score::ResultRecord*> byKey;
@@ -172,6 +257,7 @@ int main(int argc, char** argv) {
     std::map<std::string, Scores> byScene;
     Scores overall;
     int matched = 0;
+    std::string sampleRows;
     for (const auto& t : truth) {
         if (!byScene.count(t.scene)) {
             byScene[t.scene];
@@ -207,6 +293,9 @@ int main(int argc, char** argv) {
                                      : 180.0;
             s.greyAngle.push_back(angle), overall.greyAngle.push_back(angle);
         }
+        if (o.perSample)
+            sampleRows += SampleRow(t, it == byKey.end() ? nullptr : it->second,
+                                    o.data.empty() ? nullptr : &s.greyAngle.back());
     }
     std::vector<std::string> shown;
     for (const auto& s : order)
@@ -220,7 +309,9 @@ int main(int argc, char** argv) {
         return 2;
     }
     const bool withGrey = !o.data.empty();
-    if (o.csv)
+    if (o.perSample)
+        std::printf("%s%s", kSampleColumns, sampleRows.c_str());
+    else if (o.csv)
         PrintCsv(shown, byScene, withGrey);
     else
         PrintTable(shown, byScene, withGrey);

@@ -9,15 +9,18 @@
 #include "Calibrate.h"
 #include "TuningCodec.h"
 #include "YamlTuning.h"
+#include "vireo/Version.h"
 
 namespace {
 
+constexpr const char* kUsage =
+    "usage: vireo-tune compile IN.yaml OUT.bin   YAML tuning -> binary tuning file\n"
+    "       vireo-tune dump IN.bin               binary tuning file -> YAML on stdout\n"
+    "       vireo-tune calibrate ...             tuning from chart samples\n"
+    "       vireo-tune --help | --version\n";
+
 int Usage() {
-    std::fputs(
-        "usage: vireo-tune compile IN.yaml OUT.bin   YAML tuning -> binary tuning file\n"
-        "       vireo-tune dump IN.bin               binary tuning file -> YAML on stdout\n"
-        "       vireo-tune calibrate ...             tuning from chart samples\n",
-        stderr);
+    std::fputs(kUsage, stderr);
     return 2;
 }
 
@@ -66,6 +69,11 @@ int Dump(const char* inPath) {
 int main(int argc, char** argv) {
     if (argc < 2) return Usage();
     const std::string command = argv[1];
+    if (command == "--help" || command == "-h") {
+        std::fputs(kUsage, stdout);
+        return 0;
+    }
+    if (command == "--version") return Vireo::AnswerVersion(argc, argv, "vireo-tune") ? 0 : 2;
     if (command == "compile" && argc == 4) return Compile(argv[2], argv[3]);
     if (command == "dump" && argc == 3) return Dump(argv[2]);
     if (command == "calibrate") {

@@ -85,9 +85,33 @@ typedef struct VireoAwbApiV1 {
     void (*destroy)(void* instance);
 } VireoAwbApiV1;
 
+/* Version 2 adds an explanation of a decision, for tools that show why a
+ * sample came out as it did. The table begins exactly like version 1, so a
+ * caller that knows only version 1 may read it as one. */
+#define VIREO_AWB_API_VERSION_EXPLAIN 2u
+
+typedef struct VireoAwbApiV2 {
+    uint32_t version;    /* VIREO_AWB_API_VERSION_EXPLAIN */
+    uint32_t structSize; /* sizeof(VireoAwbApiV2) */
+    void* (*create)(const uint8_t* tuningFile, uint32_t tuningFileSize, char* error,
+                    uint32_t errorSize);
+    int32_t (*process)(void* instance, const VireoAwbFrame* frame, VireoAwbResult* result);
+    void (*destroy)(void* instance);
+    /* Decides the frame like process() (same result, same return value) and
+     * says, for each of the first regionWeightCount regions, what it
+     * contributed: below 0 when the selection left it out (no pixels,
+     * saturated, too dark), 0 when selected but outside the grey zone, above
+     * 0 its weight in the decision (1 on the curve; 1 for every selected
+     * region when grey world decided). Entries past the frame's regions are
+     * set below 0. regionWeights may be null. */
+    int32_t (*explain)(void* instance, const VireoAwbFrame* frame, VireoAwbResult* result,
+                       float* regionWeights, int32_t regionWeightCount);
+} VireoAwbApiV2;
+
 typedef const void* (*VireoAwbGetApiFn)(uint32_t version);
 
-/* Returns a VireoAwbApiV1 table for version 1, null for any other version. */
+/* Returns a VireoAwbApiV1 table for version 1, a VireoAwbApiV2 table for
+ * version 2, null for any other version. */
 const void* VireoAwbGetApi(uint32_t version);
 
 #ifdef __cplusplus
