@@ -123,6 +123,10 @@ constexpr size_t kChannelSubsectionCount = 8;
 static_assert(sizeof kChannelKeys / sizeof kChannelKeys[0] == kChannelSubsectionCount + 1,
               "every subsection has a key and a successor");
 
+// After "R SatSum:" a recorder writes the saturated sums of the other
+// channels under these keys; the readers never get that far.
+constexpr const char* kLaterSaturatedSumKeys[] = {"G/GR SatSum:", "B SatSum:", "GB SatSum:"};
+
 // Stores the slots, in file order, into the fields that keys
 // [firstKey, firstKey + keyCount) name in record.
 inline void StoreSlots(const float* slots, size_t firstKey, size_t keyCount, void* record) {
