@@ -94,6 +94,51 @@ if [[ "$camera" != "samsung SM-G930V" && "$camera" != "LG Mobile LG-H815" && "$c
     exit 1
 fi
 
+# The driver's configuration is five whitespace-separated words, and the
+# driver builds each sample's path in a fixed buffer: a path it would cut
+# short must be refused here, not found out from a misleading driver error.
+refuse_path() {
+    echo "main-job: $1 \"$2\" $3; choose another" >&2
+    exit 2
+}
+for what in checkout data out; do
+    case $what in
+        checkout) p=$root ;;
+        data) p=$data ;;
+        out) p=$out ;;
+    esac
+    if [[ "$p" =~ [[:space:]] ]]; then
+        refuse_path "$what folder" "$p" "holds white space, which the driver's configuration cannot carry"
+    fi
+done
+# The sample path buffer's size and the scene names have one home each, in
+# the driver's own headers; an installation has no headers, and takes the
+# values this release was built with.
+sample_path_size=256 longest_scene=9
+if [ $installed = 0 ]; then
+    sample_path_size=$(sed -n 's/.*kSamplePathSize = \([0-9]*\);.*/\1/p' "$root/driver/RunContext.h")
+    longest_scene=$(sed -n '/SceneList\[\]/,/};/p' "$root/driver/RunDriver.h" | grep -o '"[^"]*"' |
+        awk '{ if (length($0) > n) n = length($0) } END { print n - 2 }')
+fi
+# <data>/<longest scene>/sample_NNNN.txt and its terminating zero.
+sample_name=sample_0000.txt
+max_data=$((sample_path_size - longest_scene - ${#sample_name} - 3))
+if [ ${#data} -gt $max_data ]; then
+    refuse_path "data folder" "$data" "is ${#data} characters long; the driver takes at most $max_data"
+fi
+# <out>/TintraBinaryParameterSet.bin must fit the configuration's 2047 characters.
+if [ ${#out} -gt 2000 ]; then
+    refuse_path "output folder" "$out" "is ${#out} characters long; the driver takes at most 2000"
+fi
+
+if [ -e "$data" ] && [ ! -f "$data/ground_truth.csv" ] &&
+    { [ ! -d "$data" ] || [ -n "$(ls -A "$data")" ]; }; then
+    echo "main-job: --data $data exists and holds no data set (no ground_truth.csv);" \
+        "the main job uses a data set or makes one in a new or empty folder, and never" \
+        "deletes a folder: choose another" >&2
+    exit 2
+fi
+
 # 2. Build (incremental: only what is missing or changed).
 if [ $installed = 1 ]; then
     step "using the installed tools in $here"
@@ -139,14 +184,18 @@ else
     check=$bin/tools/check/vireo-check yaml=$root/reference/tuning/default.yaml libdir=$bin/reference
 fi
 
-# 3. Data set, unless one of these parameters is there already.
+# 3. Data set: a folder that holds one is used as it is; a missing or empty
+# folder gets one. Nothing is ever deleted: a folder with other contents is
+# someone else's, and is refused before anything is written.
 stamp="camera=$camera samples=$samples seed=$seed"
-if [ -f "$data/ground_truth.csv" ] && [ "$(cat "$data/.main-job" 2>/dev/null)" = "$stamp" ]; then
+if [ -f "$data/ground_truth.csv" ]; then
     step "data set $data is there"
+    made=$(cat "$data/.main-job" 2>/dev/null || echo "another tool")
+    [ "$made" = "$stamp" ] ||
+        echo "      note: made by $made, not with $stamp; remove it to generate anew"
 else
     step "generating $samples samples per scene for \"$camera\" into $data"
     t=$SECONDS
-    rm -rf "$data"
     "$datagen" --out "$data" --samples "$samples" --seed "$seed" \
         --camera "$camera" | sed 's/^/      /'
     echo "$stamp" >"$data/.main-job"

@@ -20,7 +20,7 @@ trap remove EXIT
 DEBIAN_FRONTEND=noninteractive vireo_apt install -y -q "$deb"
 
 cd "$scratch"
-for tool in vireo-check vireo-datagen vireo-score vireo-tune vireo-import vireo-main-job; do
+for tool in vireo-check vireo-datagen vireo-score vireo-tune vireo-import vireo-run vireo-compare vireo-report vireo-main-job; do
     [ "$(command -v "$tool")" = "/usr/bin/$tool" ] || { echo "$tool is not installed" >&2; exit 1; }
     "$tool" --version
     [ -f "/usr/share/man/man1/$tool.1" ] || { echo "$tool has no man page" >&2; exit 1; }

@@ -19,6 +19,37 @@ std::string OutOfRange(const char* key, float value, const char* range) {
     return line;
 }
 
+// The curve as the algorithm walks it, in log chromaticity: every segment
+// must have a length (points on one chromaticity leave no direction to
+// project onto), and the points must advance along the chord from the first
+// to the last (a curve that turns back gives two CTs to one chromaticity).
+std::string ValidateCurveShape(const std::vector<CurvePoint>& curve) {
+    constexpr double kMinimumStep = 1e-3;
+    const auto u = [](const CurvePoint& p) { return std::log(static_cast<double>(p.rOverG)); };
+    const auto v = [](const CurvePoint& p) { return std::log(static_cast<double>(p.bOverG)); };
+    const double chordU = u(curve.back()) - u(curve.front());
+    const double chordV = v(curve.back()) - v(curve.front());
+    char line[200];
+    for (size_t i = 1; i < curve.size(); ++i) {
+        const double du = u(curve[i]) - u(curve[i - 1]), dv = v(curve[i]) - v(curve[i - 1]);
+        if (std::hypot(du, dv) < kMinimumStep) {
+            std::snprintf(line, sizeof line,
+                          "ct_curve points %zu and %zu (%g K, %g K) share one chromaticity", i,
+                          i + 1, static_cast<double>(curve[i - 1].ct),
+                          static_cast<double>(curve[i].ct));
+            return line;
+        }
+        if (!(du * chordU + dv * chordV > 0.0)) {
+            std::snprintf(line, sizeof line,
+                          "ct_curve point %zu (%g K) turns back: the points must advance from "
+                          "the first towards the last",
+                          i + 1, static_cast<double>(curve[i].ct));
+            return line;
+        }
+    }
+    return {};
+}
+
 std::string ValidatePrior(const char* key, const std::vector<PriorPoint>& prior) {
     if (prior.empty() || prior.size() > kMaxPriorPoints) {
         return std::string(key) + " needs 1 to 32 points";
@@ -80,6 +111,7 @@ std::string Validate(const TuningParams& p) {
             return "ct_curve ratios must lie in (0, 16]";
         }
     }
+    if (std::string shape = ValidateCurveShape(p.ctCurve); !shape.empty()) return shape;
     if (!InRange(p.greyZoneWidth, 1e-6f, 1.0f)) {
         return OutOfRange("grey_zone_width", p.greyZoneWidth, "(0, 1]");
     }

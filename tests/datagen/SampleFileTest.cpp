@@ -37,9 +37,9 @@ TEST(SampleFile, ReadersFindEveryFieldWhereTheGeneratorPutIt) {
     const Capture cap = Simulate(MakeScene("outdoor_2", 3, 7), camera, module, sensor, noise);
 
     Vireo::Testing::TempDir dir;
-    ASSERT_TRUE(WriteSampleFile(dir / "s.txt", cap, sensor, module));
-    Vireo::Score::SampleStats read;
     std::string error;
+    ASSERT_TRUE(WriteSampleFile(dir / "s.txt", cap, sensor, module, error)) << error;
+    Vireo::Score::SampleStats read;
     ASSERT_TRUE(Vireo::Score::LoadSample(dir / "s.txt", read, error)) << error;
 
     // Field by field, in the readers' terms: a field written out of order shows here.

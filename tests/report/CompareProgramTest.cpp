@@ -123,9 +123,18 @@ TEST(RunProgram, TwoTuningsEndToEndAndMissingSamples) {
         EXPECT_NE(run.standardOutput.find(std::string(name) + " "), std::string::npos);
     }
     EXPECT_NE(run.standardOutput.find("16 of 16 samples"), std::string::npos) << run.standardOutput;
-    // A sample the driver cannot open stops its scene: samples go missing.
+    // A sample the driver cannot open stops its scene. vireo-check names it
+    // and nothing runs; run regardless, the samples left without a result
+    // are counted.
     ASSERT_EQ(symlink("/nonexistent", (dir / "data/ball/sample_0000.txt").c_str()), 0);
-    const auto missing = Vireo::Testing::Run(VIREO_RUN_EXE, args, dir.path());
+    const auto checked = Vireo::Testing::Run(VIREO_RUN_EXE, args, dir.path());
+    EXPECT_EQ(checked.exitStatus, 2);
+    EXPECT_NE(checked.standardOutput.find("ball/sample_0000.txt: cannot be read"),
+              std::string::npos)
+        << checked.standardOutput;
+    std::vector<std::string> unchecked = args;
+    unchecked.push_back("--no-check");
+    const auto missing = Vireo::Testing::Run(VIREO_RUN_EXE, unchecked, dir.path());
     EXPECT_EQ(missing.exitStatus, 1);
     EXPECT_NE(missing.standardOutput.find("15 of 17 samples"), std::string::npos)
         << missing.standardOutput;

@@ -96,7 +96,7 @@ TEST(Results, RefusesMalformedRecordsWithTheLine) {
         {"text for a gain", "a/b/c\nr_gain : one\ng_gain : 1\n", "line 2"},
         {"trailing text", "a/b/c\nr_gain : 1x\n", "line 2"},
         {"empty path", "\n", "line 1"},
-        {"carriage return", "a/b/c\r\nr_gain : 1\r\n", "line 2"},
+        {"carriage return", "a/b/c\r\nr_gain : 1\r\n", "line 1, column 6"},
     };
     for (const auto& c : cases) {
         std::istringstream in(c.text);

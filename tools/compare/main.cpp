@@ -12,6 +12,7 @@
 #include "Metrics.h"
 #include "Pairing.h"
 #include "Results.h"
+#include "vireo/Version.h"
 
 namespace {
 
@@ -165,6 +166,7 @@ void PrintTable(const Options& o, const std::vector<Compare::PairedSample>& pair
 }  // namespace
 
 int main(int argc, char** argv) {
+    if (Vireo::AnswerVersion(argc, argv, "vireo-compare")) return 0;
     Options o;
     if (const int rc = ParseArgs(argc, argv, o); rc != 0) return rc == 3 ? 0 : 2;
     std::vector<Score::ResultRecord> a, b;

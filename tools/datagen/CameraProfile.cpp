@@ -1,6 +1,9 @@
 #include "CameraProfile.h"
 
+#include <sys/stat.h>
+
 #include <algorithm>
+#include <cmath>
 #include <cstdint>
 #include <fstream>
 #include <iterator>
@@ -123,6 +126,12 @@ const std::vector<CameraProfile>& BuiltInCameras() {
 }
 
 bool ReadDcpProfile(const std::string& path, CameraProfile& profile, std::string& error) {
+    // A folder opens like a file but throws on the first read.
+    struct stat st {};
+    if (::stat(path.c_str(), &st) == 0 && !S_ISREG(st.st_mode)) {
+        error = path + " is not a file";
+        return false;
+    }
     std::ifstream in(path, std::ios::binary);
     if (!in) {
         error = "cannot open " + path;
@@ -186,6 +195,18 @@ bool ReadDcpProfile(const std::string& path, CameraProfile& profile, std::string
     if (!have2) {  // a single-illuminant profile: one matrix for every light
         p.colorMatrix2 = p.colorMatrix1;
         p.calibrationIlluminant2 = p.calibrationIlluminant1;
+    }
+    // A matrix that maps some colour to black (a zero matrix, say) has no
+    // white point: every ground truth would be NaN.
+    for (const Matrix3* m : {&p.colorMatrix1, &p.colorMatrix2}) {
+        const Matrix3& a = *m;
+        const double det = a[0] * (a[4] * a[8] - a[5] * a[7]) - a[1] * (a[3] * a[8] - a[5] * a[6]) +
+                           a[2] * (a[3] * a[7] - a[4] * a[6]);
+        if (!(std::fabs(det) > 1e-9)) {
+            error = path + ": a colour matrix is singular (determinant " + std::to_string(det) +
+                    "), no camera responds like that";
+            return false;
+        }
     }
     profile = p;
     return true;

@@ -6,6 +6,8 @@
 #include <cstring>
 #include <fstream>
 
+#include "AtomicFile.h"
+
 namespace Vireo::Datagen {
 
 std::string DataSetIdOf(const std::string& truthText) {
@@ -19,19 +21,7 @@ std::string DataSetIdOf(const std::string& truthText) {
 }
 
 bool WriteDataSetId(const std::string& folder, const std::string& truthText, std::string& error) {
-    const std::string path = folder + "/" + kDataSetIdFile;
-    const std::string temporary = path + ".partial";
-    const std::string text = DataSetIdOf(truthText) + "\n";
-    std::FILE* file = std::fopen(temporary.c_str(), "w");
-    const bool written =
-        file != nullptr && std::fwrite(text.data(), 1, text.size(), file) == text.size();
-    if (file == nullptr || std::fclose(file) != 0 || !written ||
-        std::rename(temporary.c_str(), path.c_str()) != 0) {
-        error = "cannot write " + path + ": " + std::strerror(errno);
-        std::remove(temporary.c_str());
-        return false;
-    }
-    return true;
+    return WriteFileAtomically(folder + "/" + kDataSetIdFile, DataSetIdOf(truthText) + "\n", error);
 }
 
 std::string ReadDataSetId(const std::string& folder) {

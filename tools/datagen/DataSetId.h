@@ -16,7 +16,7 @@ constexpr const char* kDataSetIdFile = "dataset.id";
 // the same data set always gets the same identity, another one another.
 std::string DataSetIdOf(const std::string& truthText);
 
-// Writes folder/dataset.id (through a temporary file and a rename); false
+// Writes folder/dataset.id whole or not at all (WriteFileAtomically); false
 // with the reason in `error`.
 bool WriteDataSetId(const std::string& folder, const std::string& truthText, std::string& error);
 

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <cstdio>
 
+#include "AtomicFile.h"
 #include "SampleFileWriter.h"
 
 namespace Vireo::Datagen {
@@ -74,12 +75,8 @@ std::string FormatSampleFile(const Capture& cap, const SensorConfig& sensor, con
 }
 
 bool WriteSampleFile(const std::string& path, const Capture& capture, const SensorConfig& sensor,
-                     const Module& module) {
-    const std::string text = FormatSampleFile(capture, sensor, module);
-    std::FILE* f = std::fopen(path.c_str(), "wb");
-    if (f == nullptr) return false;
-    const bool ok = std::fwrite(text.data(), 1, text.size(), f) == text.size();
-    return std::fclose(f) == 0 && ok;
+                     const Module& module, std::string& error) {
+    return WriteFileAtomically(path, FormatSampleFile(capture, sensor, module), error);
 }
 
 }  // namespace Vireo::Datagen

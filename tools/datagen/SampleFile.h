@@ -14,8 +14,9 @@ namespace Vireo::Datagen {
 std::string FormatSampleFile(const Capture& capture, const SensorConfig& sensor,
                              const Module& module);
 
+// Whole file or nothing; false with the reason in `error`.
 bool WriteSampleFile(const std::string& path, const Capture& capture, const SensorConfig& sensor,
-                     const Module& module);
+                     const Module& module, std::string& error);
 
 }  // namespace Vireo::Datagen
 

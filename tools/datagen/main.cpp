@@ -12,6 +12,7 @@
 #include <string>
 #include <vector>
 
+#include "AtomicFile.h"
 #include "CameraProfile.h"
 #include "DataSetId.h"
 #include "GroundTruth.h"
@@ -27,7 +28,8 @@ using namespace Vireo::Datagen;
 
 constexpr const char* kUsage =
     "usage: vireo-datagen --out DIR [options]\n"
-    "  --out DIR          data folder to write (scene folders, ground_truth.csv)\n"
+    "  --out DIR          data folder to write (scene folders, ground_truth.csv);\n"
+    "                     one that holds a data set already is refused\n"
     "  --samples K        samples per scene (default 16)\n"
     "  --seed N           seed; the same seed gives the same files (default 1)\n"
     "  --camera NAME      camera profile: a built-in name, a name from\n"
@@ -91,6 +93,14 @@ bool ParseInt(const char* text, long lo, long hi, long& value) {
     return errno == 0 && end != text && *end == '\0' && value >= lo && value <= hi;
 }
 
+// A whole number option; a bad one is reported with its allowed range.
+bool ParseIntOption(const char* option, const char* text, long lo, long hi, long& value) {
+    if (ParseInt(text, lo, hi, value)) return true;
+    std::fprintf(stderr, "vireo-datagen: %s takes a whole number from %ld to %ld, not \"%s\"\n",
+                 option, lo, hi, text);
+    return false;
+}
+
 // Returns 0 to go on, 1 for a usage error, 2 after --help or --list-cameras.
 int ParseArgs(int argc, char** argv, Options& o) {
     for (int i = 1; i < argc; ++i) {
@@ -105,12 +115,15 @@ int ParseArgs(int argc, char** argv, Options& o) {
             return 2;
         } else if (a == "--out" && hasValue) {
             o.out = argv[++i];
-        } else if (a == "--samples" && hasValue && ParseInt(argv[i + 1], 1, 9999, v)) {
-            o.samples = static_cast<int>(v), ++i;
-        } else if (a == "--seed" && hasValue && ParseInt(argv[i + 1], 0, 0x7fffffffL, v)) {
-            o.seed = static_cast<uint64_t>(v), ++i;
-        } else if (a == "--modules" && hasValue && ParseInt(argv[i + 1], 1, 1000, v)) {
-            o.modules = static_cast<int>(v), ++i;
+        } else if (a == "--samples" && hasValue) {
+            if (!ParseIntOption("--samples", argv[++i], 1, 9999, v)) return 1;
+            o.samples = static_cast<int>(v);
+        } else if (a == "--seed" && hasValue) {
+            if (!ParseIntOption("--seed", argv[++i], 0, 0x7fffffffL, v)) return 1;
+            o.seed = static_cast<uint64_t>(v);
+        } else if (a == "--modules" && hasValue) {
+            if (!ParseIntOption("--modules", argv[++i], 1, 1000, v)) return 1;
+            o.modules = static_cast<int>(v);
         } else if (a == "--camera" && hasValue) {
             o.camera = argv[++i];
         } else if (a == "--grid" && hasValue) {
@@ -119,7 +132,9 @@ int ParseArgs(int argc, char** argv, Options& o) {
             long c = 0, r = 0;
             if (x == std::string::npos || !ParseInt(g.substr(0, x).c_str(), 1, 256, c) ||
                 !ParseInt(g.substr(x + 1).c_str(), 1, 256, r)) {
-                std::fprintf(stderr, "vireo-datagen: bad --grid %s (want e.g. 64x48)\n", g.c_str());
+                std::fprintf(stderr,
+                             "vireo-datagen: bad --grid %s (want CxR, each 1 to 256, e.g. 64x48)\n",
+                             g.c_str());
                 return 1;
             }
             o.columns = static_cast<int>(c), o.rows = static_cast<int>(r);
@@ -133,6 +148,13 @@ int ParseArgs(int argc, char** argv, Options& o) {
                 for (const char* s : Vireo::SceneList) known = known || name == s;
                 if (!known) {
                     std::fprintf(stderr, "vireo-datagen: unknown scene \"%s\"\n", name.c_str());
+                    return 1;
+                }
+                // Twice the same scene would write each of its samples twice
+                // into the ground truth.
+                if (std::find(o.scenes.begin(), o.scenes.end(), name) != o.scenes.end()) {
+                    std::fprintf(stderr, "vireo-datagen: --scenes names \"%s\" twice\n",
+                                 name.c_str());
                     return 1;
                 }
                 o.scenes.push_back(name);
@@ -156,12 +178,48 @@ int ParseArgs(int argc, char** argv, Options& o) {
     return 0;
 }
 
-// Like mkdir -p.
-bool MakeDir(const std::string& path) {
-    for (std::size_t slash = path.find('/', 1); slash != std::string::npos;
-         slash = path.find('/', slash + 1))
-        if (::mkdir(path.substr(0, slash).c_str(), 0755) != 0 && errno != EEXIST) return false;
-    return ::mkdir(path.c_str(), 0755) == 0 || errno == EEXIST;
+// What this run has made, so that a failed run takes it away again: a
+// data set is written whole or not at all, and nothing else is touched.
+struct Made {
+    std::vector<std::string> paths;  // files and folders, in the order made
+
+    // Like mkdir -p, remembering each folder it creates.
+    bool Dir(const std::string& path) {
+        for (std::size_t end = path.find('/', 1);; end = path.find('/', end + 1)) {
+            const std::string prefix = path.substr(0, end);  // all of it when end is npos
+            if (::mkdir(prefix.c_str(), 0755) == 0) {
+                paths.push_back(prefix);
+            } else if (errno != EEXIST) {
+                return false;
+            }
+            if (end == std::string::npos) return true;
+        }
+    }
+    void Undo() const {
+        for (auto it = paths.rbegin(); it != paths.rend(); ++it) std::remove(it->c_str());
+    }
+};
+
+// The first file of an earlier data set in `out` (its ground truth or any
+// entry of a scene folder), or "" when there is none. vireo-datagen
+// neither mixes a new data set with an old one nor deletes one.
+std::string EarlierDataSet(const std::string& out) {
+    struct stat st {};
+    if (::stat((out + "/" + kGroundTruthFile).c_str(), &st) == 0) return kGroundTruthFile;
+    for (const char* scene : Vireo::SceneList) {
+        DIR* dir = ::opendir((out + "/" + scene).c_str());
+        if (dir == nullptr) continue;
+        std::string found;
+        while (const dirent* entry = ::readdir(dir)) {
+            if (entry->d_name[0] != '.') {
+                found = std::string(scene) + "/" + entry->d_name;
+                break;
+            }
+        }
+        ::closedir(dir);
+        if (!found.empty()) return found;
+    }
+    return "";
 }
 
 }  // namespace
@@ -177,11 +235,20 @@ int main(int argc, char** argv) {
         std::fprintf(stderr, "vireo-datagen: camera \"%s\": %s\n", o.camera.c_str(), error.c_str());
         return 1;
     }
-    if (!MakeDir(o.out)) {
-        std::fprintf(stderr, "vireo-datagen: cannot create %s: %s\n", o.out.c_str(),
-                     std::strerror(errno));
+    if (const std::string earlier = EarlierDataSet(o.out); !earlier.empty()) {
+        std::fprintf(stderr,
+                     "vireo-datagen: %s already holds a data set (%s); write to a new or empty "
+                     "folder, or remove that one first\n",
+                     o.out.c_str(), earlier.c_str());
         return 1;
     }
+    Made made;
+    auto fail = [&made](const std::string& what) {
+        std::fprintf(stderr, "vireo-datagen: %s\n", what.c_str());
+        made.Undo();
+        return 1;
+    };
+    if (!made.Dir(o.out)) return fail("cannot create " + o.out + ": " + std::strerror(errno));
 
     SensorConfig sensor;
     sensor.columns = o.columns;
@@ -196,11 +263,7 @@ int main(int argc, char** argv) {
         const std::string dir = o.out + "/" + scene;
         uint64_t sceneIndex = 0;
         while (scene != Vireo::SceneList[sceneIndex]) ++sceneIndex;
-        if (!MakeDir(dir)) {
-            std::fprintf(stderr, "vireo-datagen: cannot create %s: %s\n", dir.c_str(),
-                         std::strerror(errno));
-            return 1;
-        }
+        if (!made.Dir(dir)) return fail("cannot create " + dir + ": " + std::strerror(errno));
         for (int k = 0; k < o.samples; ++k) {
             const SceneInstance instance = MakeScene(scene, k, o.seed);
             Random pick(o.seed, {0x756e6974ull, sceneIndex, static_cast<uint64_t>(k)});
@@ -210,10 +273,8 @@ int main(int argc, char** argv) {
 
             char file[32];
             std::snprintf(file, sizeof file, "sample_%04d.txt", k + 1);
-            if (!WriteSampleFile(dir + "/" + file, cap, sensor, module)) {
-                std::fprintf(stderr, "vireo-datagen: cannot write %s/%s\n", dir.c_str(), file);
-                return 1;
-            }
+            if (!WriteSampleFile(dir + "/" + file, cap, sensor, module, error)) return fail(error);
+            made.paths.push_back(dir + "/" + file);
             TruthRow row;
             row.path = scene + "/" + file;
             row.scene = scene;
@@ -236,16 +297,9 @@ int main(int argc, char** argv) {
     }
 
     const std::string truthPath = o.out + "/" + kGroundTruthFile;
-    std::FILE* f = std::fopen(truthPath.c_str(), "w");
-    if (f == nullptr || std::fwrite(truth.data(), 1, truth.size(), f) != truth.size() ||
-        std::fclose(f) != 0) {
-        std::fprintf(stderr, "vireo-datagen: cannot write %s\n", truthPath.c_str());
-        return 1;
-    }
-    if (!WriteDataSetId(o.out, truth, error)) {
-        std::fprintf(stderr, "vireo-datagen: %s\n", error.c_str());
-        return 1;
-    }
+    if (!Vireo::WriteFileAtomically(truthPath, truth, error)) return fail(error);
+    made.paths.push_back(truthPath);
+    if (!WriteDataSetId(o.out, truth, error)) return fail(error);
     if (!o.quiet)
         std::printf("wrote %zu samples of camera \"%s\" to %s\n", o.scenes.size() * o.samples,
                     camera.name.c_str(), o.out.c_str());

@@ -1,9 +1,5 @@
 #include "ImportData.h"
 
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include <cerrno>
 #include <cmath>
 #include <cstdio>
@@ -74,44 +70,6 @@ std::string FormatSample(const GridStats& stats, const GridSize& grid, double lu
         for (const auto& sums : stats.saturatedSums) AppendLine(out, sums[channel]);
     }
     return out;
-}
-
-bool WriteFileAtomically(const std::string& path, const std::string& text, std::string& error) {
-    const auto slash = path.rfind('/');
-    const std::string folder = slash == std::string::npos ? "." : path.substr(0, slash);
-    const std::string name = slash == std::string::npos ? path : path.substr(slash + 1);
-    // A leading dot: the driver passes over such files, should one be left
-    // behind by a crash.
-    std::string temp = folder + "/." + name + ".XXXXXX";
-    const int fd = mkstemp(temp.data());
-    if (fd < 0) {
-        error = "cannot create a file in " + folder + ": " + std::strerror(errno);
-        return false;
-    }
-    size_t done = 0;
-    while (done < text.size()) {
-        const ssize_t n = write(fd, text.data() + done, text.size() - done);
-        if (n < 0 && errno == EINTR) continue;
-        if (n <= 0) break;
-        done += static_cast<size_t>(n);
-    }
-    const int writeErrno = errno;
-    const bool written = done == text.size();
-    // mkstemp makes the file 0600; give it what a plain open would.
-    const mode_t mask = umask(0);
-    umask(mask);
-    fchmod(fd, 0666 & ~mask);
-    if (close(fd) != 0 || !written) {
-        error = "cannot write " + path + ": " + std::strerror(written ? errno : writeErrno);
-        unlink(temp.c_str());
-        return false;
-    }
-    if (std::rename(temp.c_str(), path.c_str()) != 0) {
-        error = "cannot rename " + temp + " to " + path + ": " + std::strerror(errno);
-        unlink(temp.c_str());
-        return false;
-    }
-    return true;
 }
 
 bool ReadTruthCsv(const std::string& path, std::vector<TruthInput>& rows, std::string& error) {

@@ -28,10 +28,6 @@ double LuxFromExposure(const Exposure& exposure);
 // and, after it, the sums of the clipped pixels as a recorder writes them.
 std::string FormatSample(const GridStats& stats, const GridSize& grid, double luxIndex);
 
-// Writes `text` to a hidden temporary file in the same folder and renames it
-// to `path` when complete, so that no reader ever sees half a file.
-bool WriteFileAtomically(const std::string& path, const std::string& text, std::string& error);
-
 // One row of an input ground truth: "file,r,g,b" with optional "scene",
 // "lux" and "cct" columns, in any order after the header line that names
 // them; empty lux or cct cells are unknown.

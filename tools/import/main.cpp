@@ -16,6 +16,7 @@
 #include <string>
 #include <vector>
 
+#include "AtomicFile.h"
 #include "DataSetId.h"
 #include "GridStats.h"
 #include "GroundTruth.h"
@@ -283,8 +284,8 @@ bool WriteSample(const Options& o, const std::string& source, const GridStats& s
     }
     written[item.path] = source;
     std::string error;
-    if (!WriteFileAtomically(o.out + "/" + item.path, FormatSample(stats, o.grid, item.luxIndex),
-                             error)) {
+    if (!Vireo::WriteFileAtomically(o.out + "/" + item.path,
+                                    FormatSample(stats, o.grid, item.luxIndex), error)) {
         return Fail(source + ": " + error);
     }
     Vireo::Datagen::TruthRow row;
@@ -309,7 +310,7 @@ bool WriteTruth(const Options& o, const std::vector<Vireo::Datagen::TruthRow>& t
     for (const auto& row : truth) text += Vireo::Datagen::FormatTruthRow(row);
     std::string error;
     const std::string path = o.out + "/" + Vireo::Datagen::kGroundTruthFile;
-    if (!WriteFileAtomically(path, text, error)) return Fail(error);
+    if (!Vireo::WriteFileAtomically(path, text, error)) return Fail(error);
     // The data set's identity, which vireo-score compares with the results'.
     if (!Vireo::Datagen::WriteDataSetId(o.out, text, error)) return Fail(error);
     std::printf("vireo-import: %zu samples and %s written to %s\n", truth.size(),

@@ -17,6 +17,7 @@
 #include <string>
 #include <vector>
 
+#include "AtomicFile.h"
 #include "Explain.h"
 #include "GroundTruth.h"
 #include "Inputs.h"
@@ -28,6 +29,7 @@
 #include "RunDriver.h"
 #include "SampleStats.h"
 #include "TuningCodec.h"
+#include "vireo/Version.h"
 
 extern const char kReportPage[];  // page.html, embedded at build time
 
@@ -309,6 +311,7 @@ std::string SummaryJson(const std::vector<double>& errors) {
 }  // namespace
 
 int main(int argc, char** argv) {
+    if (Vireo::AnswerVersion(argc, argv, "vireo-report")) return 0;
     Options o;
     if (const int rc = ParseArgs(argc, argv, o); rc != 0) return rc == 3 ? 0 : 2;
     std::string error;
@@ -484,7 +487,7 @@ int main(int argc, char** argv) {
         }
         page.replace(t, titleMarker.size(), "<title>" + escaped + "</title>");
     }
-    if (!Run::WriteFileAtomically(o.out, page, &error)) return Fail(error);
+    if (!WriteFileAtomically(o.out, page, error)) return Fail(error);
     std::printf("%s: %zu samples, %zu runs, %.1f MB\n", o.out.c_str(), pairs.size(), runs.size(),
                 static_cast<double>(page.size()) / 1e6);
     for (const RunInput& run : runs) {

@@ -39,6 +39,9 @@ std::string FindInstalled(Installed what) {
         case Installed::Driver:
             candidates = {here + "/../../driver/vireo-awbsim", here + "/vireo-awbsim"};
             break;
+        case Installed::Check:
+            candidates = {here + "/../check/vireo-check", here + "/vireo-check"};
+            break;
         case Installed::Wrapper:
             candidates = {here + "/../../reference/libvireo_wrapper.so",
                           here + "/../" VIREO_INSTALL_LIBDIR "/libvireo_wrapper.so"};
@@ -84,22 +87,6 @@ std::string TuningName(const std::string& path) {
     const size_t dot = name.rfind('.');
     if (dot != std::string::npos && dot > 0) name.resize(dot);
     return name;
-}
-
-bool WriteFileAtomically(const std::string& path, const std::string& bytes, std::string* error) {
-    const std::string temporary = path + ".partial";
-    std::FILE* out = std::fopen(temporary.c_str(), "wb");
-    if (out == nullptr) {
-        *error = "cannot write " + path;
-        return false;
-    }
-    const bool written = std::fwrite(bytes.data(), 1, bytes.size(), out) == bytes.size();
-    if (std::fclose(out) != 0 || !written || std::rename(temporary.c_str(), path.c_str()) != 0) {
-        std::remove(temporary.c_str());
-        *error = "cannot write " + path;
-        return false;
-    }
-    return true;
 }
 
 }  // namespace Vireo::Run

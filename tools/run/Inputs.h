@@ -17,7 +17,7 @@ namespace Vireo::Run {
 std::string ExecutableFolder();
 
 // Which of the reference build's files to look for.
-enum class Installed { Driver, Wrapper, Algorithm };
+enum class Installed { Driver, Check, Wrapper, Algorithm };
 
 // The file where a build tree (build/<preset>/tools/<tool>/) or an install
 // tree (<prefix>/bin/) keeps it, relative to the running executable; empty
@@ -34,10 +34,6 @@ bool LoadTuningAny(const std::string& path, std::vector<uint8_t>* image,
 // The tuning's name for folders and labels: the file name without its
 // extension.
 std::string TuningName(const std::string& path);
-
-// Writes bytes to path through a temporary file in the same folder, renamed
-// when complete. False with the reason otherwise.
-bool WriteFileAtomically(const std::string& path, const std::string& bytes, std::string* error);
 
 }  // namespace Vireo::Run
 

@@ -16,15 +16,18 @@
 #include <map>
 #include <set>
 #include <string>
+#include <string_view>
 #include <thread>
 #include <vector>
 
+#include "AtomicFile.h"
 #include "CfgFileParser.h"
 #include "Inputs.h"
 #include "Results.h"
 #include "RunContext.h"
 #include "RunDriver.h"
 #include "TuningCodec.h"
+#include "vireo/Version.h"
 
 extern char** environ;
 
@@ -42,6 +45,9 @@ constexpr const char* kUsage =
     "  --algorithm LIB   algorithm library (default: the reference algorithm)\n"
     "  --driver FILE     vireo-awbsim to run (default: the one beside this program)\n"
     "  --jobs N          runs at the same time (default: the number of processors)\n"
+    "  --no-check        run without asking vireo-check about the configuration and\n"
+    "                    the data folder first\n"
+    "  --help, --version this text, the version\n"
     "exit status: 0 every sample has a result in every run, 1 a run failed or\n"
     "left samples without a result, 2 bad usage or input\n";
 
@@ -49,6 +55,7 @@ struct Options {
     std::string data, out, wrapper, algorithm, driver;
     std::vector<std::string> tunings;
     int jobs = 0;
+    bool noCheck = false;
 };
 
 struct Job {
@@ -85,6 +92,8 @@ int ParseArgs(int argc, char** argv, Options& o) {
             o.algorithm = argv[++i];
         } else if (a == "--driver" && hasValue) {
             o.driver = argv[++i];
+        } else if (a == "--no-check") {
+            o.noCheck = true;
         } else if (a == "--jobs" && hasValue) {
             char* end = nullptr;
             const long n = std::strtol(argv[++i], &end, 10);
@@ -165,13 +174,33 @@ bool ListSamples(const std::string& data, std::vector<std::string>* keys, std::s
     return true;
 }
 
-// ---------------------------------------------------------------------------
-// vireo-check hook: the place where vireo-run is to ask vireo-check (tools/
-// check) to look over the data folder, the libraries and every tuning before
-// any run starts, and to stop with its findings when it fails. Until that is
-// wired up, nothing is checked here beyond what vireo-run itself refuses.
-bool CheckBeforeRunning(const Options& /*options*/, std::string* /*error*/) { return true; }
-// ---------------------------------------------------------------------------
+// Asks vireo-check to look over the first run's configuration (its
+// libraries, tuning, output folder and every sample of the data folder)
+// before anything runs: the driver itself passes over most of those
+// problems in silence. The other runs differ only in their tuning, which
+// vireo-run has already decoded. The check's findings go to standard output
+// as it prints them.
+bool CheckBeforeRunning(const Options& o, const Job& first, std::string* error) {
+    if (o.noCheck) return true;
+    const std::string check = Run::FindInstalled(Run::Installed::Check);
+    if (check.empty()) {
+        *error = "cannot find vireo-check beside vireo-run; give --no-check to run unchecked";
+        return false;
+    }
+    const std::string config = first.folder + "/vireo-run.cfg";
+    char* args[] = {const_cast<char*>(check.c_str()), const_cast<char*>(config.c_str()), nullptr};
+    pid_t pid = -1;
+    int status = 0;
+    if (posix_spawn(&pid, check.c_str(), nullptr, nullptr, args, environ) != 0 ||
+        waitpid(pid, &status, 0) != pid) {
+        *error = "cannot run " + check;
+        return false;
+    }
+    if (WIFEXITED(status) && WEXITSTATUS(status) == 0) return true;
+    *error = "vireo-check found problems in " + config +
+             " (listed above); nothing was run (--no-check runs anyway)";
+    return false;
+}
 
 bool Prepare(const Options& o, const std::string& data, const std::string& out, Job* job,
              std::string* error) {
@@ -190,14 +219,13 @@ bool Prepare(const Options& o, const std::string& data, const std::string& out, 
         *error = "cannot make the folder " + job->folder;
         return false;
     }
-    if (!Run::WriteFileAtomically(tuningFile, std::string(job->image.begin(), job->image.end()),
-                                  error)) {
-        return false;
-    }
+    const std::string_view image(reinterpret_cast<const char*>(job->image.data()),
+                                 job->image.size());
+    if (!WriteFileAtomically(tuningFile, image, *error)) return false;
     const std::string config = "tuningFile=" + tuningFile + "\nawbDLL=" + o.algorithm +
                                "\nawbSimWrapperDLL=" + o.wrapper + "\ndataDir=" + data +
                                "\noutputDir=" + job->folder + "\n";
-    return Run::WriteFileAtomically(job->folder + "/vireo-run.cfg", config, error);
+    return WriteFileAtomically(job->folder + "/vireo-run.cfg", config, *error);
 }
 
 bool Start(const std::string& driver, Job* job) {
@@ -295,6 +323,7 @@ bool CheckResults(const Job& job, const std::vector<std::string>& keys) {
 }  // namespace
 
 int main(int argc, char** argv) {
+    if (Vireo::AnswerVersion(argc, argv, "vireo-run")) return 0;
     Options o;
     if (const int rc = ParseArgs(argc, argv, o); rc != 0) return rc == 3 ? 0 : 2;
     if (o.driver.empty()) o.driver = Run::FindInstalled(Run::Installed::Driver);
@@ -332,8 +361,6 @@ int main(int argc, char** argv) {
         if (!Run::LoadTuningAny(tuning, &job.image, &params, &error)) return Fail(error);
         jobs.push_back(job);
     }
-    if (!CheckBeforeRunning(o, &error)) return Fail(error);
-
     if (const std::string why = WhyDriverCannotTake("output folder", o.out); !why.empty()) {
         return Fail(why);
     }
@@ -342,6 +369,7 @@ int main(int argc, char** argv) {
     for (Job& job : jobs) {
         if (!Prepare(o, data, out, &job, &error)) return Fail(error);
     }
+    if (!CheckBeforeRunning(o, jobs.front(), &error)) return Fail(error);
 
     const unsigned processors = std::max(1u, std::thread::hardware_concurrency());
     const size_t parallel = o.jobs > 0 ? static_cast<size_t>(o.jobs) : processors;

@@ -2,6 +2,7 @@
 
 #include <cmath>
 #include <cstdlib>
+#include <map>
 
 namespace Vireo::Score {
 namespace {
@@ -36,10 +37,20 @@ bool ReadResults(std::istream& in, std::vector<ResultRecord>& records, std::stri
     static const char* const kLabels[5] = {
         "r_gain : ", "g_gain : ", "b_gain : ", "cct    : ", "debugDataSize : "};
     records.clear();
+    std::map<std::string, long> seen;  // scene/file -> line
     std::string line;
     long lineNo = 0;
+    // The driver writes LF line ends; a file that went through an editor
+    // or a Windows machine may not have them any more.
+    auto crlf = [&lineNo, &line, &error] {
+        if (line.empty() || line.back() != '\r') return false;
+        error = "line " + std::to_string(lineNo) + ", column " + std::to_string(line.size()) +
+                ": the line ends in CR LF; results files take LF line ends only";
+        return true;
+    };
     while (std::getline(in, line)) {
         ++lineNo;
+        if (crlf()) return false;
         ResultRecord r;
         r.path = line;
         if (r.path.empty()) {
@@ -49,18 +60,31 @@ bool ReadResults(std::istream& in, std::vector<ResultRecord>& records, std::stri
         double* fields[5] = {&r.rGain, &r.gGain, &r.bGain, &r.cct, &r.debugDataSize};
         for (int k = 0; k < 5; ++k) {
             ++lineNo;
-            if (!std::getline(in, line) || !Labelled(line, kLabels[k], *fields[k])) {
+            if (!std::getline(in, line) || crlf()) {
+                if (error.empty()) error = "line " + std::to_string(lineNo) + ": the file ends";
+                return false;
+            }
+            if (!Labelled(line, kLabels[k], *fields[k])) {
                 error =
                     "line " + std::to_string(lineNo) + ": expected \"" + kLabels[k] + "<number>\"";
                 return false;
             }
         }
         ++lineNo;
-        if (!std::getline(in, line) || !line.empty()) {
+        if (std::getline(in, line) && crlf()) return false;
+        if (!in || !line.empty()) {
             error = "line " + std::to_string(lineNo) + ": expected the empty line ending a record";
             return false;
         }
         SplitPath(r);
+        r.line = lineNo - 6;
+        // Results are matched by scene folder and file name; a second
+        // record would silently take the first one's place.
+        if (const auto [first, isNew] = seen.emplace(r.scene + "/" + r.file, r.line); !isNew) {
+            error = "line " + std::to_string(r.line) + ": a second record for " + r.scene + "/" +
+                    r.file + " (the first is on line " + std::to_string(first->second) + ")";
+            return false;
+        }
         records.push_back(r);
     }
     return true;

@@ -17,9 +17,11 @@ struct ResultRecord {
     double rGain = 0.0, gGain = 0.0, bGain = 0.0;
     double cct = 0.0;
     double debugDataSize = 0.0;
+    long line = 0;  // of the path, in the results file
 };
 
-// False with "line N: ..." in `error` at the first malformed record.
+// False with "line N: ..." in `error` at the first malformed record, or at a
+// second record for the same scene folder and file name.
 bool ReadResults(std::istream& in, std::vector<ResultRecord>& records, std::string& error);
 
 }  // namespace Vireo::Score

@@ -75,14 +75,17 @@ int ParseArgs(int argc, char** argv, Options& o) {
             o.perSample = true;
         } else if (a == "--beat-grey-world") {
             o.beatGreyWorld = true;
-        } else if (a == "--max-mean" && hasValue && ParseLimit(argv[i + 1], o.maxMean)) {
-            ++i;
-        } else if (a == "--max-median" && hasValue && ParseLimit(argv[i + 1], o.maxMedian)) {
-            ++i;
-        } else if (a == "--max-worst25" && hasValue && ParseLimit(argv[i + 1], o.maxWorst25)) {
-            ++i;
-        } else if (a == "--max-mired" && hasValue && ParseLimit(argv[i + 1], o.maxMired)) {
-            ++i;
+        } else if (double* limit = a == "--max-mean"      ? &o.maxMean
+                                   : a == "--max-median"  ? &o.maxMedian
+                                   : a == "--max-worst25" ? &o.maxWorst25
+                                   : a == "--max-mired"   ? &o.maxMired
+                                                          : nullptr;
+                   limit != nullptr && hasValue) {
+            if (!ParseLimit(argv[++i], *limit)) {
+                std::fprintf(stderr, "vireo-score: %s takes a number from 0 up, not \"%s\"\n",
+                             a.c_str(), argv[i]);
+                return 2;
+            }
         } else {
             std::fprintf(stderr, "vireo-score: bad argument %s\n%s", a.c_str(), kUsage);
             return 2;
@@ -296,6 +299,20 @@ int main(int argc, char** argv) {
         if (o.perSample)
             sampleRows += SampleRow(t, it == byKey.end() ? nullptr : it->second,
                                     o.data.empty() ? nullptr : &s.greyAngle.back());
+    }
+    // A result the truth does not know is most likely a wrong data folder
+    // or truth file: say which, but a subset of the truth is legitimate.
+    std::map<std::string, bool> inTruth;
+    for (const auto& t : truth) inTruth[t.scene + "/" + t.File()] = true;
+    int unknown = 0;
+    for (const auto& r : results) {
+        if (inTruth.count(r.scene + "/" + r.file) || ++unknown > 5) continue;
+        std::fprintf(stderr, "vireo-score: warning: %s:%ld: %s is not in %s, left out\n",
+                     o.results.c_str(), r.line, r.path.c_str(), o.truth.c_str());
+    }
+    if (unknown > 5) {
+        std::fprintf(stderr, "vireo-score: warning: %d more results not in %s, left out\n",
+                     unknown - 5, o.truth.c_str());
     }
     std::vector<std::string> shown;
     for (const auto& s : order)

@@ -7,6 +7,7 @@
 #include <fstream>
 #include <map>
 
+#include "AtomicFile.h"
 #include "GroundTruth.h"
 #include "SampleStats.h"
 #include "Scenes.h"
@@ -268,9 +269,8 @@ int RunCalibrate(int argc, char** argv) {
         std::fputs(yaml.c_str(), stdout);
         return 0;
     }
-    std::ofstream file(out);
-    if (!(file << yaml) || !file.flush()) {
-        std::fprintf(stderr, "vireo-tune calibrate: cannot write %s\n", out.c_str());
+    if (!Vireo::WriteFileAtomically(out, yaml, error)) {
+        std::fprintf(stderr, "vireo-tune calibrate: %s\n", error.c_str());
         return 1;
     }
     return 0;

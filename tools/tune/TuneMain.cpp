@@ -4,8 +4,10 @@
 #include <fstream>
 #include <sstream>
 #include <string>
+#include <string_view>
 #include <vector>
 
+#include "AtomicFile.h"
 #include "Calibrate.h"
 #include "TuningCodec.h"
 #include "YamlTuning.h"
@@ -40,16 +42,9 @@ int Compile(const char* inPath, const char* outPath) {
         return Fail(std::string(inPath) + ": " + error);
     }
     const std::vector<uint8_t> bytes = Vireo::Tuning::Encode(params);
-    // Written beside the target and renamed, so a failed write never leaves
-    // half a tuning file where the driver looks for one.
-    const std::string temporary = std::string(outPath) + ".partial";
-    std::FILE* out = std::fopen(temporary.c_str(), "wb");
-    if (out == nullptr) return Fail(std::string("cannot write ") + outPath);
-    const bool written = std::fwrite(bytes.data(), 1, bytes.size(), out) == bytes.size();
-    if (std::fclose(out) != 0 || !written || std::rename(temporary.c_str(), outPath) != 0) {
-        std::remove(temporary.c_str());
-        return Fail(std::string("cannot write ") + outPath);
-    }
+    // Never half a tuning file where the driver looks for one.
+    const std::string_view binary(reinterpret_cast<const char*>(bytes.data()), bytes.size());
+    if (!Vireo::WriteFileAtomically(outPath, binary, error)) return Fail(error);
     return 0;
 }
 

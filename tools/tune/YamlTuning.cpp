@@ -136,11 +136,18 @@ bool ParseYaml(const std::string& text, TuningParams* params, std::string* error
         {"prior_indoor",
          [&](const YAML::Node& n) { return ReadPrior(n, "prior_indoor", &p.priorIndoor, error); }},
     };
+    std::map<std::string, std::string> seen;  // key -> where it was set
     for (const auto& entry : root) {
         const std::string key = entry.first.IsScalar() ? entry.first.Scalar() : "";
         const auto reader = readers.find(key);
         if (reader == readers.end()) {
             *error = "unknown key '" + key + "' (" + Where(entry.first) + ")";
+            return false;
+        }
+        // YAML would let the last one win without a word.
+        if (const auto [first, isNew] = seen.emplace(key, Where(entry.first)); !isNew) {
+            *error = "key '" + key + "' is set twice (" + first->second + " and " +
+                     Where(entry.first) + ")";
             return false;
         }
         if (!reader->second(entry.second)) return false;
