@@ -66,8 +66,29 @@ constexpr SampleFileKey kSampleFileKeys[] = {
 
 #undef VIREO_SAMPLE_FIELD
 
-constexpr size_t kSampleFileKeyCount = sizeof kSampleFileKeys / sizeof kSampleFileKeys[0];
-constexpr size_t kHeaderKeyCount = 12;
+// Names for the rows of kSampleFileKeys, for code that sets one value.
+enum SampleKey : size_t {
+    kLuxIndexKey,
+    kAecSettledKey,
+    kHorizontalRegionCountKey,
+    kVerticalRegionCountKey,
+    kTotalRegionCountKey,
+    kRegionWidthKey,
+    kRegionHeightKey,
+    kBitDepthKey,
+    kFlagsKey,
+    kSaturationThresholdKey,
+    kValidRegionCountKey,
+    kStatsRoiKey,
+    kNumCalibrationFactorsKey,
+    kCalibrationFactorCctsKey,
+    kModuleCalibrationFactorsKey,
+    kSingleLedCalibrationPointKey,
+    kSampleFileKeyCount
+};
+static_assert(kSampleFileKeyCount == sizeof kSampleFileKeys / sizeof kSampleFileKeys[0],
+              "a name for every key");
+constexpr size_t kHeaderKeyCount = kNumCalibrationFactorsKey;
 constexpr size_t kCalibrationKeyCount = kSampleFileKeyCount - kHeaderKeyCount;
 
 constexpr size_t ValueLinesOfKeys(size_t first, size_t count) {
@@ -79,6 +100,12 @@ constexpr size_t ValueLinesOfKeys(size_t first, size_t count) {
 // Values the header and the calibration section carry, one per value line.
 constexpr size_t kHeaderSlotCount = ValueLinesOfKeys(0, kHeaderKeyCount);
 constexpr size_t kCalibrationSlotCount = ValueLinesOfKeys(kHeaderKeyCount, kCalibrationKeyCount);
+
+// The slot, within its section, of the first value of key.
+constexpr size_t FirstSlotOf(SampleKey key) {
+    return key < kHeaderKeyCount ? ValueLinesOfKeys(0, key)
+                                 : ValueLinesOfKeys(kHeaderKeyCount, key - kHeaderKeyCount);
+}
 
 // The first calibration key ends the header; the first channel key ends the
 // calibration section.
@@ -95,6 +122,10 @@ constexpr const char* kChannelKeys[] = {
 constexpr size_t kChannelSubsectionCount = 8;
 static_assert(sizeof kChannelKeys / sizeof kChannelKeys[0] == kChannelSubsectionCount + 1,
               "every subsection has a key and a successor");
+
+// After "R SatSum:" a recorder writes the saturated sums of the other
+// channels under these keys; the readers never get that far.
+constexpr const char* kLaterSaturatedSumKeys[] = {"G/GR SatSum:", "B SatSum:", "GB SatSum:"};
 
 // Stores the slots, in file order, into the fields that keys
 // [firstKey, firstKey + keyCount) name in record.

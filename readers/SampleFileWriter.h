@@ -33,6 +33,12 @@ struct SampleFileContent {
     std::vector<SampleRegionValues> regions;
 };
 
+// The text of value `index` of `key` in content.
+inline std::string& ValueText(SampleFileContent& content, SampleKey key, size_t index = 0) {
+    const size_t slot = FirstSlotOf(key) + index;
+    return key < kHeaderKeyCount ? content.header.at(slot) : content.calibration.at(slot);
+}
+
 // Appends the whole file to `out`, line feeds only, ending with the key line
 // that closes the channel section ("R SatSum:"). Whatever a recorder writes
 // after that key the caller appends to `out` itself.

@@ -40,13 +40,13 @@ std::string SampleFile(const SamplePlan& plan, int seed) {
     auto made = Vireo::Testing::MakeScene(columns * rows, plan.seen, {0.9f, 0.3f, 0.2f}, 0.5f,
                                           0.01f, static_cast<uint32_t>(seed));
     Vireo::Testing::SampleText text = Vireo::Testing::MakeSample(columns * rows, seed);
-    text.header[0] = "150";                    // lux index: outdoors
-    text.header[2] = std::to_string(columns);  // horizontal count
-    text.header[3] = std::to_string(rows);     // vertical count
-    text.calibration[0] = "1";
-    for (int i = 0; i < 20; ++i) text.calibration[7 + i] = "1.0";
-    text.calibration[7] = std::to_string(plan.rFactor);
-    text.calibration[8] = std::to_string(plan.bFactor);
+    ValueText(text, Vireo::kLuxIndexKey) = "150";  // outdoors
+    ValueText(text, Vireo::kHorizontalRegionCountKey) = std::to_string(columns);
+    ValueText(text, Vireo::kVerticalRegionCountKey) = std::to_string(rows);
+    ValueText(text, Vireo::kNumCalibrationFactorsKey) = "1";
+    for (int i = 0; i < 20; ++i) ValueText(text, Vireo::kModuleCalibrationFactorsKey, i) = "1.0";
+    ValueText(text, Vireo::kModuleCalibrationFactorsKey, 0) = std::to_string(plan.rFactor);
+    ValueText(text, Vireo::kModuleCalibrationFactorsKey, 1) = std::to_string(plan.bFactor);
     for (size_t i = 0; i < made.size(); ++i) {
         const VireoAwbRegion& r = made[i];
         if (plan.blank) {

@@ -66,9 +66,8 @@ std::string FormatSampleFile(const Capture& cap, const SensorConfig& sensor, con
     // Sums of the clipped pixels, as the recorder writes them after the
     // channel section; the driver stops reading at the first key, which the
     // writer has just put down.
-    static const char* const kLaterSatKeys[3] = {"G/GR SatSum:", "B SatSum:", "GB SatSum:"};
     for (std::size_t k = 0; k < 4; ++k) {
-        if (k > 0) AppendLine(out, kLaterSatKeys[k - 1]);
+        if (k > 0) AppendLine(out, kLaterSaturatedSumKeys[k - 1]);
         const auto channel = static_cast<std::size_t>(kFileOrder[k]);
         for (const auto& r : cap.regions) AppendLine(out, r.saturatedSum[channel]);
     }

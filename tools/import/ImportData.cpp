@@ -14,10 +14,6 @@
 namespace Vireo::Import {
 namespace {
 
-// The recorder writes these after the channel section the driver reads,
-// which ends at "R SatSum:".
-constexpr const char* kLaterSaturatedKeys[] = {"G/GR SatSum:", "B SatSum:", "GB SatSum:"};
-
 std::string Text(int64_t value) { return std::to_string(value); }
 
 std::string Trim(const std::string& text) {
@@ -70,7 +66,7 @@ std::string FormatSample(const GridStats& stats, const GridSize& grid, double lu
     std::string out;
     AppendSampleFile(out, content);
     for (size_t channel = 0; channel < 4; ++channel) {
-        if (channel > 0) AppendLine(out, kLaterSaturatedKeys[channel - 1]);
+        if (channel > 0) AppendLine(out, kLaterSaturatedSumKeys[channel - 1]);
         for (const auto& sums : stats.saturatedSums) AppendLine(out, sums[channel]);
     }
     return out;
