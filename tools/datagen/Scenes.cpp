@@ -2,8 +2,10 @@
 
 #include <algorithm>
 #include <cmath>
+#include <iterator>
 
 #include "Random.h"
+#include "RunDriver.h"
 #include "Surfaces.h"
 
 namespace Vireo::Datagen {
@@ -81,7 +83,7 @@ Light IndoorDaylight(Random& rng) {
     return DaylightLight(rng.Uniform(5000, 7000), "window daylight");
 }
 
-void Ball(SceneInstance& s, Random& rng) {
+void Ball(SceneInstance& s, Random& rng, int /*sampleIndex*/) {
     const int choice = rng.Index(4);
     if (choice == 0)
         s.lightA = IndoorDaylight(rng);
@@ -138,7 +140,7 @@ void Room(Painter& p, Random& rng, const char* wall, const char* floor) {
     p.Rect(0, floorLine, 1, 1, p.Surface(floor, 0.12), 0.85);
 }
 
-void Tungsten(SceneInstance& s, Random& rng) {
+void Tungsten(SceneInstance& s, Random& rng, int /*sampleIndex*/) {
     s.lightA = PlanckianLight(rng.Uniform(2500, 3100), "incandescent");
     s.lux = rng.Uniform(50, 300);
     Painter p(s);
@@ -157,7 +159,7 @@ void Tungsten(SceneInstance& s, Random& rng) {
     s.gradientV = 0.3;
 }
 
-void Fluorescent(SceneInstance& s, Random& rng) {
+void Fluorescent(SceneInstance& s, Random& rng, int /*sampleIndex*/) {
     const int choice = rng.Index(6);
     if (choice == 0)
         s.lightA = MeasuredTube("Office");
@@ -192,7 +194,7 @@ void Fluorescent(SceneInstance& s, Random& rng) {
     s.gradientV = -0.3;
 }
 
-void Led(SceneInstance& s, Random& rng) {
+void Led(SceneInstance& s, Random& rng, int /*sampleIndex*/) {
     s.lightA = WhiteLed(rng.Uniform(2700, 6500), "white LED");
     s.lux = rng.Uniform(150, 700);
     Painter p(s);
@@ -212,7 +214,7 @@ void Led(SceneInstance& s, Random& rng) {
     s.gradientU = rng.Uniform(-0.3, 0.3);
 }
 
-void Mixed(SceneInstance& s, Random& rng) {
+void Mixed(SceneInstance& s, Random& rng, int /*sampleIndex*/) {
     const Light daylight = IndoorDaylight(rng);
     const Light lamp = rng.Uniform() < 0.6 ? PlanckianLight(rng.Uniform(2600, 3200), "tungsten")
                                            : WhiteLed(rng.Uniform(2700, 3500), "warm LED");
@@ -233,7 +235,7 @@ void Mixed(SceneInstance& s, Random& rng) {
     p.Rect(0.85, 0.15, 0.93, 0.3, p.Emitter("lamp shade", lamp.spectrum, 4.0));
 }
 
-void Sunny(SceneInstance& s, Random& rng) {
+void Sunny(SceneInstance& s, Random& rng, int /*sampleIndex*/) {
     s.lightA = DaylightLight(rng.Uniform(4800, 6000), "sun and sky");
     s.lightB = DaylightLight(rng.Uniform(9000, 14000), "blue sky");
     s.mix = LightMix::Shadows;
@@ -268,7 +270,7 @@ void Sunny(SceneInstance& s, Random& rng) {
     s.gradientV = 0.1;
 }
 
-void Shade(SceneInstance& s, Random& rng) {
+void Shade(SceneInstance& s, Random& rng, int /*sampleIndex*/) {
     s.lightA = DaylightLight(rng.Uniform(6500, 9000), "shade daylight");
     s.lux = rng.Uniform(2000, 15000);
     Painter p(s);
@@ -330,22 +332,14 @@ SceneInstance MakeScene(const std::string& scene, int sampleIndex, uint64_t seed
     uint64_t sceneId = 0;
     for (char c : scene) sceneId = sceneId * 131 + static_cast<unsigned char>(c);
     Random rng(seed, {sceneId, static_cast<uint64_t>(sampleIndex)});
-    if (scene == "ball")
-        Ball(s, rng);
-    else if (scene == "chart")
-        Chart(s, rng, sampleIndex);
-    else if (scene == "indoor_1")
-        Tungsten(s, rng);
-    else if (scene == "indoor_2")
-        Fluorescent(s, rng);
-    else if (scene == "indoor_3")
-        Led(s, rng);
-    else if (scene == "indoor_4")
-        Mixed(s, rng);
-    else if (scene == "outdoor_1")
-        Sunny(s, rng);
-    else
-        Shade(s, rng);
+    // One builder per scene folder, in the driver's scene order.
+    using SceneBuilder = void (*)(SceneInstance&, Random&, int);
+    static constexpr SceneBuilder kBuilders[] = {Ball, Chart, Tungsten, Fluorescent,
+                                                 Led,  Mixed, Sunny,    Shade};
+    static_assert(std::size(kBuilders) == std::size(SceneList), "a builder for every scene");
+    const auto* known = std::find(std::begin(SceneList), std::end(SceneList), scene);
+    const size_t which = std::min<size_t>(known - std::begin(SceneList), std::size(kBuilders) - 1);
+    kBuilders[which](s, rng, sampleIndex);
 
     if (s.mix != LightMix::Spill) {
         s.truth = s.lightA;
