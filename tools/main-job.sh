@@ -79,7 +79,6 @@ if [ $installed = 0 ]; then
     # vireo-import (real pictures into sample files) is built alongside.
     [ -f /usr/include/spng.h ] || missing+=(libspng-dev)
     [ -f /usr/include/libraw/libraw.h ] || missing+=(libraw-dev)
-    [ -f /usr/include/png.h ] || missing+=(libpng-dev)  # vireo-report's previews
     if [ ${#missing[@]} -gt 0 ]; then
         if [ "$(id -u)" = 0 ] && command -v apt-get >/dev/null; then
             echo "      installing ${missing[*]}"

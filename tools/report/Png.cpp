@@ -1,40 +1,35 @@
 #include "Png.h"
 
-#include <png.h>
+#include <spng.h>
 
-#include <csetjmp>
+#include <cstdlib>
+#include <memory>
 
 namespace Vireo::Report {
 namespace {
 
-void Append(png_structp png, png_bytep data, png_size_t size) {
-    auto* out = static_cast<std::string*>(png_get_io_ptr(png));
-    out->append(reinterpret_cast<const char*>(data), size);
-}
-
-void NoFlush(png_structp) {}
-
-// libpng reports errors by longjmp; nothing with a destructor lives in this
-// frame, so jumping out of it is safe.
 bool Encode(const uint8_t* pixels, int width, int height, int channels, std::string* out) {
-    png_structp png = png_create_write_struct(PNG_LIBPNG_VER_STRING, nullptr, nullptr, nullptr);
-    if (png == nullptr) return false;
-    png_infop info = png_create_info_struct(png);
-    if (info == nullptr || setjmp(png_jmpbuf(png))) {
-        png_destroy_write_struct(&png, &info);
+    const std::unique_ptr<spng_ctx, void (*)(spng_ctx*)> ctx(spng_ctx_new(SPNG_CTX_ENCODER),
+                                                             spng_ctx_free);
+    if (!ctx) return false;
+    spng_set_option(ctx.get(), SPNG_ENCODE_TO_BUFFER, 1);
+    spng_set_option(ctx.get(), SPNG_IMG_COMPRESSION_LEVEL, 9);
+    spng_ihdr ihdr{};
+    ihdr.width = static_cast<uint32_t>(width);
+    ihdr.height = static_cast<uint32_t>(height);
+    ihdr.bit_depth = 8;
+    ihdr.color_type = channels == 1 ? SPNG_COLOR_TYPE_GRAYSCALE : SPNG_COLOR_TYPE_TRUECOLOR;
+    const size_t size = static_cast<size_t>(width) * static_cast<size_t>(height * channels);
+    if (spng_set_ihdr(ctx.get(), &ihdr) != 0 ||
+        spng_encode_image(ctx.get(), pixels, size, SPNG_FMT_PNG, SPNG_ENCODE_FINALIZE) != 0) {
         return false;
     }
-    png_set_write_fn(png, out, Append, NoFlush);
-    png_set_IHDR(png, info, static_cast<png_uint_32>(width), static_cast<png_uint_32>(height), 8,
-                 channels == 1 ? PNG_COLOR_TYPE_GRAY : PNG_COLOR_TYPE_RGB, PNG_INTERLACE_NONE,
-                 PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
-    png_set_compression_level(png, 9);
-    png_write_info(png, info);
-    for (int y = 0; y < height; ++y) {
-        png_write_row(png, pixels + static_cast<size_t>(y) * static_cast<size_t>(width * channels));
-    }
-    png_write_end(png, nullptr);
-    png_destroy_write_struct(&png, &info);
+    size_t length = 0;
+    int error = 0;
+    const std::unique_ptr<void, void (*)(void*)> png(
+        spng_get_png_buffer(ctx.get(), &length, &error), std::free);
+    if (!png || error != 0) return false;
+    out->assign(static_cast<const char*>(png.get()), length);
     return true;
 }
 
