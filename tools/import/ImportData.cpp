@@ -31,8 +31,6 @@ bool ParseNumber(const std::string& text, double& value) {
 
 }  // namespace
 
-double LuxIndexFromLux(double lux) { return 500.0 - 75.0 * std::log10(lux); }
-
 double LuxFromExposure(const Exposure& e) {
     if (!(e.iso > 0.0 && e.shutterSeconds > 0.0 && e.fNumber > 0.0)) return kUnknown;
     const double ev100 = std::log2(e.fNumber * e.fNumber / e.shutterSeconds * 100.0 / e.iso);

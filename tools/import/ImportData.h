@@ -15,9 +15,6 @@ namespace Vireo::Import {
 // Unknown lux or colour temperature.
 constexpr double kUnknown = std::numeric_limits<double>::quiet_NaN();
 
-// The project's lux-index scale: 500 - 75 log10(lux).
-double LuxIndexFromLux(double lux);
-
 // Scene illuminance from the exposure as an incident-light meter reading:
 // EV100 = log2(N^2 / t * 100 / ISO), E = 2.5 * 2^EV100 lux (calibration
 // constant 250). kUnknown when the file lacks any of the three.

@@ -25,6 +25,7 @@
 #include "Metrics.h"
 #include "RunDriver.h"
 #include "SampleStats.h"
+#include "Sensor.h"
 #include "vireo/Version.h"
 
 namespace {
@@ -353,7 +354,7 @@ bool ImportImages(const Options& o) {
         const Imported item{
             (row.scene.empty() ? o.scene : row.scene) + "/" + Stem(names[i]) + ".txt", &row,
             row.r / row.g, row.b / row.g,
-            std::isfinite(row.lux) ? LuxIndexFromLux(row.lux) : o.luxIndex};
+            std::isfinite(row.lux) ? Vireo::Datagen::LuxIndexOf(row.lux) : o.luxIndex};
         if (!WriteSample(o, source, stats, item, written, truth)) return false;
     }
     return WriteTruth(o, truth);
@@ -426,7 +427,7 @@ bool ImportRaw(const Options& o) {
             return Fail(source + ": " + error);
         const double lux =
             row != nullptr && std::isfinite(row->lux) ? row->lux : LuxFromExposure(exposure);
-        item.luxIndex = std::isfinite(lux) ? LuxIndexFromLux(lux) : o.luxIndex;
+        item.luxIndex = std::isfinite(lux) ? Vireo::Datagen::LuxIndexOf(lux) : o.luxIndex;
         const std::string scene = row != nullptr && !row->scene.empty() ? row->scene : o.scene;
         item.path = scene + "/" + Stem(BaseName(source)) + ".txt";
         if (!WriteSample(o, source, stats, item, written, truth)) return false;
