@@ -7,3 +7,6 @@
 set -euo pipefail
 cd "$(dirname "$0")/../.."
 bash tools/main-job.sh --gate
+# The learned tuning, learned from the same data set's own labelled samples,
+# must pass the same gate.
+bash tools/main-job.sh --learn --gate
