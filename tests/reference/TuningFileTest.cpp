@@ -2,7 +2,9 @@
 // with one line on standard error; a good one is taken silently.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdio>
+#include <fstream>
 #include <string>
 #include <utility>
 #include <vector>
@@ -55,9 +57,11 @@ const BadFile kBadFiles[] = {
     {"CurveDescending",
      [](Bytes* f) { *f = EncodeWith([](auto& p) { std::swap(p.ctCurve[0], p.ctCurve[2]); }); },
      "ascending"},
-    {"NegativeGreyZone",
-     [](Bytes* f) { *f = EncodeWith([](auto& p) { p.greyZoneWidth = -0.1f; }); },
-     "grey_zone_width"},
+    // The ends of ranges: an open one refuses the end itself.
+    {"ZeroGreyZone", [](Bytes* f) { *f = EncodeWith([](auto& p) { p.greyZoneWidth = 0; }); },
+     "grey_zone_width is 0, outside (0, 1]"},
+    {"DarkFractionOne", [](Bytes* f) { *f = EncodeWith([](auto& p) { p.darkFraction = 1; }); },
+     "dark_fraction"},
 };
 
 // Status and standard error of loading `path`.
@@ -136,6 +140,32 @@ TEST(TuningFile, GoldenVersionOneFileKeepsLoadingAndIsStillWrittenAsVersionOne) 
     expected.priorIndoor = {{2500, 1.5f}, {4000, 0.75f}, {9000, 0.25f}};
     EXPECT_TRUE(loaded == expected);
     EXPECT_EQ(Tuning::Encode(expected), bytes);
+}
+
+// The docs' Keys table gives each scalar key's unit, default and range, and
+// lists them in the payload order that its layout section refers to.
+TEST(TuningFile, DocsKeysTableSaysWhatTheKeyTableSays) {
+    std::string expected, documented;
+    for (const Tuning::ScalarKey& key : Tuning::kScalarKeys) {
+        char row[200];
+        std::snprintf(row, sizeof row, "| `%s` | %s | %g | %s |\n", key.name, key.unit,
+                      static_cast<double>(key.defaultValue), Tuning::RangeText(key).c_str());
+        expected += row;
+    }
+    const std::string composite[] = {Tuning::kModeKey, Tuning::kCurveKey, Tuning::kPriorOutdoorKey,
+                                     Tuning::kPriorIndoorKey, Tuning::kLearnedKey};
+    std::ifstream doc(VIREO_TEST_TUNING_DOC);
+    for (std::string line; std::getline(doc, line);) {
+        if (line.rfind("| `", 0) != 0) continue;
+        const std::string key = line.substr(3, line.find('`', 3) - 3);
+        if (std::find(std::begin(composite), std::end(composite), key) != std::end(composite)) {
+            continue;
+        }
+        size_t end = 0;
+        for (int bar = 0; bar < 5; ++bar) end = line.find('|', end) + 1;
+        documented += line.substr(0, end) + "\n";
+    }
+    EXPECT_EQ(documented, expected);
 }
 
 }  // namespace
