@@ -51,17 +51,9 @@ inline constexpr uint32_t kMaxLearnedBins = 64;
 struct TuningParams {
     TuningParams();  // every key at its default
     AwbMode mode = AwbMode::Bayes;
-    // The scalar keys; their defaults, ranges and names are in kScalarKeys.
-    float greyZoneWidth;
-    float defaultCt;
-    float darkFraction;
-    float saturationFraction;
-    float likelihoodSigma;
-    float likelihoodStrength;
-    float likelihoodFloor;
-    float transverseLimit;
-    float luxIndexOutdoor;
-    float luxIndexIndoor;
+    // The scalar keys; their names, defaults and ranges are in kScalarKeys.
+    float greyZoneWidth, defaultCt, darkFraction, saturationFraction, likelihoodSigma,
+        likelihoodStrength, likelihoodFloor, transverseLimit, luxIndexOutdoor, luxIndexIndoor;
     std::vector<CurvePoint> ctCurve;  // required; no default
     std::vector<PriorPoint> priorOutdoor{
         {2000, 0.05f}, {4000, 0.3f}, {5000, 1}, {7500, 1}, {10000, 0.3f}};

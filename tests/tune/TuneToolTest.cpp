@@ -32,10 +32,9 @@ protected:
     std::string err_;
 };
 
-// golden/tuning-v1.bin was compiled from golden/tuning-v1.yaml, every key
-// away from its default, before format version 2 existed. Both ways to it must
-// keep giving its bytes, the YAML compiled and the file dumped and compiled
-// again: users' tunings load to the same values, and no field moves.
+// golden/tuning-v1.bin was compiled from golden/tuning-v1.yaml (every key off
+// its default) before format version 2. The YAML compiled, and the file dumped
+// and compiled, must still give its bytes: users' tunings keep their values.
 TEST_F(TuneTool, GoldenVersionOneTuningKeepsItsBytes) {
     const std::string golden = std::string(VIREO_TEST_GOLDEN_DIR) + "/tuning-v1";
     ASSERT_EQ(Tool("compile '" + golden + ".yaml' " + Path("a.bin")), 0) << err_;
