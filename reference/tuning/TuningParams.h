@@ -89,8 +89,10 @@ inline constexpr ScalarKey kScalarKeys[] = {
     {"likelihood_sigma", "log-chromaticity distance", &TuningParams::likelihoodSigma, 0.03f, 0.001f,
      0.5f, false, false},
     {"likelihood_strength", "(none)", &TuningParams::likelihoodStrength, 2, 0, 100, true, false},
-    {"likelihood_floor", "fraction of regions", &TuningParams::likelihoodFloor, 0.001f, 0, 1, true,
-     false},
+    // Kept away from 0: where no region votes, ln(floor) must be the logarithm
+    // of a normal float, which the fast logarithm needs.
+    {"likelihood_floor", "fraction of regions", &TuningParams::likelihoodFloor, 0.001f, 1e-9f, 1,
+     false, false},
     {"transverse_limit", "log-chromaticity distance", &TuningParams::transverseLimit, 0.05f, 0, 1,
      false, false},
     // Also outdoor below indoor, which Validate checks on its own.
