@@ -29,7 +29,7 @@ uint32_t RoundCct(float mired) {
 uint32_t SelectAll(Estimator* e, const VireoAwbFrame& frame, int32_t count) {
     const SelectedRegions out{e->meanR.data(), e->meanG.data(), e->meanB.data(),
                               e->selected.data()};
-    return SelectRegions(frame.regions, count, MakeLimits(frame, e->params), out, e->wide);
+    return SelectRegions(frame.regions, count, MakeLimits(frame, e->params), out);
 }
 
 }  // namespace
@@ -55,7 +55,6 @@ void SetWhiteNearCurve(const Estimator& e, float s, float offset, float rFactor,
 
 void InitEstimator(const Tuning::TuningParams& params, Estimator* e) {
     e->params = params;
-    e->wide = UseWideLanes();
     e->curve = BuildCurve(params.ctCurve);
     InitBayes(e);
     if (params.learned.bins != 0) InitLearned(params.learned, &e->learned);

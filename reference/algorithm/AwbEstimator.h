@@ -34,9 +34,6 @@ struct VoteLanes {
 
 struct Estimator {
     Tuning::TuningParams params;
-    // Eight regions at a time (AVX2) rather than four; both give the same
-    // numbers.
-    bool wide = false;
     CtCurve curve;
     float binWidth = 0.0f;
     std::vector<float> lnPriorOutdoor;  // per search bin

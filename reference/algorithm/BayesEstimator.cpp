@@ -178,18 +178,8 @@ VIREO_LANES_INLINE uint32_t VoteGroups(Estimator* e, int32_t count, float lnRFac
     return WeighAndVote<F>(e, GatherCandidates<F>(e, count, lnRFactor, lnBFactor));
 }
 
-#if VIREO_WIDE_LANES
-VIREO_TARGET_WIDE uint32_t VoteGroupsWide(Estimator* e, int32_t count, float lnRFactor,
-                                          float lnBFactor) {
-    return VoteGroups<Float8>(e, count, lnRFactor, lnBFactor);
-}
-#endif
-
 // Returns how many selected regions are in the grey zone.
 uint32_t Vote(Estimator* e, int32_t count, float lnRFactor, float lnBFactor) {
-#if VIREO_WIDE_LANES
-    if (e->wide) return VoteGroupsWide(e, count, lnRFactor, lnBFactor);
-#endif
     return VoteGroups<Float4>(e, count, lnRFactor, lnBFactor);
 }
 
