@@ -1,8 +1,9 @@
+// The entry shared by the methods: the selection every method starts from,
+// the dispatch on the tuning's mode, and the filling of the result.
 #include "AwbEstimator.h"
 
 #include <algorithm>
 #include <cmath>
-#include <cstring>
 
 #include "RegionSelection.h"
 
@@ -10,19 +11,6 @@ namespace Vireo {
 namespace Awb {
 
 namespace {
-
-// Prior weight at a CT: piecewise linear in mired, constant beyond the ends.
-float PriorAt(const std::vector<Tuning::PriorPoint>& prior, float mired) {
-    // Points are ascending in CT, so descending in mired.
-    if (mired >= 1e6f / prior.front().ct) return prior.front().weight;
-    if (mired <= 1e6f / prior.back().ct) return prior.back().weight;
-    size_t k = 0;
-    while (k + 2 < prior.size() && mired < 1e6f / prior[k + 1].ct) ++k;
-    const float m0 = 1e6f / prior[k].ct;
-    const float m1 = 1e6f / prior[k + 1].ct;
-    const float t = (m0 - mired) / (m0 - m1);
-    return prior[k].weight + t * (prior[k + 1].weight - prior[k].weight);
-}
 
 // 1 at or below the outdoor lux index (bright), 0 at or above the indoor one.
 float OutdoorWeight(const Tuning::TuningParams& p, float luxIndex) {
@@ -36,8 +24,16 @@ uint32_t RoundCct(float mired) {
     return static_cast<uint32_t>(std::lround(ct));
 }
 
-// Fills gains, white point and CCT from a white point in the golden
-// module's log-chromaticity plane.
+// Means and selection of every region, into the scratch arrays. Returns how
+// many regions are selected.
+uint32_t SelectAll(Estimator* e, const VireoAwbFrame& frame, int32_t count) {
+    const SelectedRegions out{e->meanR.data(), e->meanG.data(), e->meanB.data(),
+                              e->selected.data()};
+    return SelectRegions(frame.regions, count, MakeLimits(frame, e->params), out);
+}
+
+}  // namespace
+
 void SetWhite(float u, float v, float mired, float rFactor, float bFactor, VireoAwbResult* result) {
     result->whiteRg = std::exp(u);
     result->whiteBg = std::exp(v);
@@ -47,8 +43,6 @@ void SetWhite(float u, float v, float mired, float rFactor, float bFactor, Vireo
     result->cct = RoundCct(mired);
 }
 
-// A white point near the curve: the curve point at s, moved across it by
-// offset limited to the tuning's transverse limit.
 void SetWhiteNearCurve(const Estimator& e, float s, float offset, float rFactor, float bFactor,
                        VireoAwbResult* result) {
     const float limit = e.params.transverseLimit;
@@ -59,304 +53,10 @@ void SetWhiteNearCurve(const Estimator& e, float s, float offset, float rFactor,
              rFactor, bFactor, result);
 }
 
-// One moving average of odd width over two arrays at once, through running
-// sums (two independent chains of additions run side by side). The vote
-// arrays carry empty margins wider than three passes reach, so no window is
-// ever cut short and a peak at the curve's end stays there.
-void BoxFilter(int width, std::vector<float>* a, std::vector<float>* b,
-               std::vector<float>* scratchA, std::vector<float>* scratchB) {
-    const int n = static_cast<int>(a->size());
-    const int half = width / 2;
-    const float inverse = 1.0f / static_cast<float>(width);
-    const float* inA = a->data();
-    const float* inB = b->data();
-    float* outA = scratchA->data();
-    float* outB = scratchB->data();
-    float sumA = 0.0f;
-    float sumB = 0.0f;
-    for (int i = 0; i < std::min(half, n); ++i) {
-        sumA += inA[i];
-        sumB += inB[i];
-    }
-    for (int j = 0; j < n; ++j) {
-        if (j + half < n) {
-            sumA += inA[j + half];
-            sumB += inB[j + half];
-        }
-        if (j - half - 1 >= 0) {
-            sumA -= inA[j - half - 1];
-            sumB -= inB[j - half - 1];
-        }
-        outA[j] = sumA * inverse;
-        outB[j] = sumB * inverse;
-    }
-    a->swap(*scratchA);
-    b->swap(*scratchB);
-}
-
-// Means and selection of every region, into the scratch arrays. Returns how
-// many regions are selected.
-uint32_t SelectAll(Estimator* e, const VireoAwbFrame& frame, int32_t count) {
-    const SelectedRegions out{e->meanR.data(), e->meanG.data(), e->meanB.data(),
-                              e->selected.data()};
-    return SelectRegions(frame.regions, count, MakeLimits(frame, e->params), out, e->wide);
-}
-
-// The grey-world average of the selected regions, in the log-chromaticity
-// plane of the golden module.
-void GreyWorld(const Estimator& e, int32_t count, float lnRFactor, float lnBFactor, float* u,
-               float* v) {
-    double sumR = 0.0;
-    double sumG = 0.0;
-    double sumB = 0.0;
-    for (int32_t i = 0; i < count; ++i) {
-        if (e.selected[i] == 0.0f) continue;
-        sumR += e.meanR[i];
-        sumG += e.meanG[i];
-        sumB += e.meanB[i];
-    }
-    *u = static_cast<float>(std::log(sumR / sumG)) - lnRFactor;
-    *v = static_cast<float>(std::log(sumB / sumG)) - lnBFactor;
-}
-
-// The regions that may vote, a group of lanes at a time: groups with nothing
-// selected, or whose ratios all lie outside the box around the curve
-// (coloured surfaces), cost a few comparisons; the others are packed, in
-// order, into the group scratch with their log chromaticity and which lanes
-// are selected. Returns how many lanes were packed (a multiple of the
-// lane count).
-template <typename F>
-VIREO_LANES_INLINE uint32_t GatherCandidates(Estimator* e, int32_t count, float lnRFactor,
-                                             float lnBFactor) {
-    typedef MaskOf<F> I;
-    constexpr int kLanes = kLanesOf<F>;
-    // The box in ratios of this module; widened by 0.1 %, far more than
-    // FastLn's error, so a region it leaves out is surely outside.
-    const float rgLow = std::exp(e->nearLowU + lnRFactor) * 0.999f;
-    const float rgHigh = std::exp(e->nearHighU + lnRFactor) * 1.001f;
-    const float bgLow = std::exp(e->nearLowV + lnBFactor) * 0.999f;
-    const float bgHigh = std::exp(e->nearHighV + lnBFactor) * 1.001f;
-    uint32_t packed = 0;
-    for (int32_t i = 0; i < count; i += kLanes) {
-        const I chosen = Load<F>(e->selected.data() + i) != 0.0f;
-        if (!AnyLane(chosen)) continue;
-        const F inverseG = 1.0f / Load<F>(e->meanG.data() + i);
-        const F rg = Load<F>(e->meanR.data() + i) * inverseG;
-        const F bg = Load<F>(e->meanB.data() + i) * inverseG;
-        const I near = chosen & (rg >= rgLow) & (rg <= rgHigh) & (bg >= bgLow) & (bg <= bgHigh);
-        if (!AnyLane(near)) continue;
-        Store(e->u.data() + packed, FastLnLanes(rg) - lnRFactor);
-        Store(e->v.data() + packed, FastLnLanes(bg) - lnBFactor);
-        Store(e->chosen.data() + packed, chosen ? Splat<F>(1.0f) : Splat<F>(0.0f));
-        packed += kLanes;
-    }
-    return packed;
-}
-
-// Weighs the packed regions and casts their votes, spread over the two
-// nearest search bins so a position keeps its sub-bin part (the votes times
-// the signed distance, which only feed a mean across the curve, go whole to
-// the lower bin). Short passes with independent iterations, which the
-// processor overlaps far better than one long chain per group. Returns how
-// many selected regions are in the grey zone.
-template <typename F>
-VIREO_LANES_INLINE uint32_t WeighAndVote(Estimator* e, uint32_t packed) {
-    typedef MaskOf<F> I;
-    constexpr int kLanes = kLanesOf<F>;
-    const Tuning::TuningParams& p = e->params;
-    float* u = e->u.data();
-    float* v = e->v.data();
-    float* along = e->along.data();
-    float* squared = e->squared.data();
-    float* side = e->side.data();
-    for (uint32_t j = 0; j < packed; j += kLanes) {
-        F a;
-        F d2;
-        F sign;
-        ProjectLanes(e->curve, Load<F>(u + j), Load<F>(v + j), &a, &d2, &sign);
-        Store(along + j, a);
-        Store(squared + j, d2);
-        Store(side + j, sign);
-    }
-    const float widthSquared = p.greyZoneWidth * p.greyZoneWidth;
-    const float inv2Sigma2 = 0.5f / (p.likelihoodSigma * p.likelihoodSigma);
-    const float invBin = e->binWidth > 0.0f ? 1.0f / e->binWidth : 0.0f;
-    const int last = static_cast<int>(e->lanes.size()) - 1;
-    const float lastBin = static_cast<float>(last);
-    const float margin = static_cast<float>(e->margin);
-    const F zero = Splat<F>(0.0f);
-    // From here on u holds the weight at the lower bin, v the weight at the
-    // upper one, side the weight times the signed distance.
-    int32_t* bin = e->bin.data();
-    I grey = Splat<I>(0);
-    for (uint32_t j = 0; j < packed; j += kLanes) {
-        const F d2 = Load<F>(squared + j);
-        const I inside = (d2 <= widthSquared) & (Load<F>(e->chosen.data() + j) != 0.0f);
-        grey += inside;
-        // Lanes outside vote 0 at bin 0, which changes nothing; their
-        // squared distance may be infinite, hence the masks.
-        const F weight = inside ? FastNegExpLanes(d2 * inv2Sigma2) : zero;
-        float root[kLanes];
-        for (int k = 0; k < kLanes; ++k) root[k] = std::sqrt(d2[k]);
-        const F distance = Load<F>(root);
-        const F offset =
-            inside ? weight * (Load<F>(side + j) >= 0.0f ? distance : -distance) : zero;
-        F position = margin + Load<F>(along + j) * invBin;
-        position = position < 0.0f ? zero : position;
-        position = position > lastBin ? Splat<F>(lastBin) : position;
-        position = inside ? position : zero;
-        I low = __builtin_convertvector(position, I);
-        low = low > last - 1 ? Splat<I>(last - 1) : low;
-        const F high = position - __builtin_convertvector(low, F);
-        Store(bin + j, low);
-        Store(u + j, weight * (1.0f - high));
-        Store(v + j, weight * high);
-        Store(side + j, offset);
-    }
-    // Region j writes lane j % kVoteLanes, so consecutive votes for the same
-    // bin do not wait for each other's stores.
-    VoteLanes* bins = e->lanes.data();
-    std::fill(e->lanes.begin(), e->lanes.end(), VoteLanes{});
-    // A group per step, so the lanes are fixed offsets rather than worked
-    // out per region (packed is a multiple of the lane count).
-    for (uint32_t j = 0; j < packed; j += kLanes) {
-        for (int lane = 0; lane < kLanes; ++lane) {
-            VoteLanes* at = bins + bin[j + lane];
-            at[0].weight[lane % kVoteLanes] += u[j + lane];
-            at[0].offset[lane % kVoteLanes] += side[j + lane];
-            at[1].weight[lane % kVoteLanes] += v[j + lane];
-        }
-    }
-    return CountLanes(grey);
-}
-
-// The Bayesian mode's per-region passes, at the estimator's width.
-template <typename F>
-VIREO_LANES_INLINE uint32_t VoteGroups(Estimator* e, int32_t count, float lnRFactor,
-                                       float lnBFactor) {
-    return WeighAndVote<F>(e, GatherCandidates<F>(e, count, lnRFactor, lnBFactor));
-}
-
-#if VIREO_WIDE_LANES
-VIREO_TARGET_WIDE uint32_t VoteGroupsWide(Estimator* e, int32_t count, float lnRFactor,
-                                          float lnBFactor) {
-    return VoteGroups<Float8>(e, count, lnRFactor, lnBFactor);
-}
-#endif
-
-// Returns how many selected regions are in the grey zone.
-uint32_t Vote(Estimator* e, int32_t count, float lnRFactor, float lnBFactor) {
-#if VIREO_WIDE_LANES
-    if (e->wide) return VoteGroupsWide(e, count, lnRFactor, lnBFactor);
-#endif
-    return VoteGroups<Float4>(e, count, lnRFactor, lnBFactor);
-}
-
-void BayesSearch(Estimator* e, float outdoor, uint32_t valid, float rFactor, float bFactor,
-                 VireoAwbResult* result) {
-    const Tuning::TuningParams& p = e->params;
-    for (size_t j = 0; j < e->lanes.size(); ++j) {
-        const VoteLanes& lanes = e->lanes[j];
-        e->votes[j] = (lanes.weight[0] + lanes.weight[1]) + (lanes.weight[2] + lanes.weight[3]);
-        e->offsetVotes[j] =
-            (lanes.offset[0] + lanes.offset[1]) + (lanes.offset[2] + lanes.offset[3]);
-    }
-    for (int pass = 0; pass < 3; ++pass) {
-        BoxFilter(e->boxWidth, &e->votes, &e->offsetVotes, &e->filterScratch, &e->filterScratch2);
-    }
-    const float floor = p.likelihoodFloor;
-    const float scale = e->boxScale / static_cast<float>(valid);
-    const float* votes = e->votes.data() + e->margin;
-    for (int j = 0; j < kSearchBins; ++j) {
-        const float lnPrior =
-            outdoor * e->lnPriorOutdoor[j] + (1.0f - outdoor) * e->lnPriorIndoor[j];
-        const float likelihood = std::max(votes[j], 0.0f) * scale;
-        e->posterior[j] = p.likelihoodStrength * FastLn(likelihood + floor) + lnPrior;
-    }
-    int best = 0;
-    for (int j = 1; j < kSearchBins; ++j) {
-        if (e->posterior[j] > e->posterior[best]) best = j;
-    }
-    // A parabola through the peak and its neighbours places it between bins.
-    float peak = static_cast<float>(best);
-    if (best > 0 && best < kSearchBins - 1) {
-        const float y0 = e->posterior[best - 1];
-        const float y1 = e->posterior[best];
-        const float y2 = e->posterior[best + 1];
-        const float curvature = y0 - 2.0f * y1 + y2;
-        if (curvature < 0.0f) peak += std::clamp(0.5f * (y0 - y2) / curvature, -0.5f, 0.5f);
-    }
-    result->posteriorPeak = e->posterior[best];
-
-    // Across the curve: the weighted mean signed distance of the regions
-    // that voted near the peak, smoothed like the votes (fluorescent and LED
-    // light sit off the locus).
-    const int bin = e->margin + static_cast<int>(std::lround(peak));
-    const float weightNear = e->votes[bin];
-    const float offset = weightNear > 1e-12f ? e->offsetVotes[bin] / weightNear : 0.0f;
-    SetWhiteNearCurve(*e, peak * e->binWidth, offset, rFactor, bFactor, result);
-}
-
-// Mode learned: the posterior's mean is the white point; the CCT is that of
-// its nearest curve point.
-void LearnedSearch(Estimator* e, const VireoAwbFrame& frame, float lnRFactor, float lnBFactor,
-                   float rFactor, float bFactor, VireoAwbResult* result) {
-    LearnedState& s = e->learned;
-    LearnedHistograms(s.model, frame, e->meanR.data(), e->meanG.data(), e->meanB.data(),
-                      e->selected.data(), lnRFactor, lnBFactor, s.histMeans.data(),
-                      s.histContrast.data(), s.histBright.data(), &e->learnedWork);
-    const LearnedWhite white = LearnedPosterior(&s, s.histMeans.data(), s.histContrast.data(),
-                                                s.histBright.data(), nullptr);
-    result->flags |= VIREO_AWB_FLAG_LEARNED_MODE;
-    result->posteriorPeak = white.confidence;
-    // The posterior lives in ln(G/R), ln(G/B); the curve in ln(R/G), ln(B/G).
-    const CurvePosition position = Project(e->curve, -white.u, -white.v);
-    result->transverseOffset = position.distance;
-    SetWhite(-white.u, -white.v, PointAt(e->curve, position.s).mired, rFactor, bFactor, result);
-}
-
-}  // namespace
-
 void InitEstimator(const Tuning::TuningParams& params, Estimator* e) {
     e->params = params;
-    e->wide = UseWideLanes();
     e->curve = BuildCurve(params.ctCurve);
-    IndexSegments(params.greyZoneWidth, &e->curve);
-    e->nearLowU = e->nearHighU = e->curve.nodes.front().u;
-    e->nearLowV = e->nearHighV = e->curve.nodes.front().v;
-    for (const CurveNode& node : e->curve.nodes) {
-        e->nearLowU = std::min(e->nearLowU, node.u);
-        e->nearHighU = std::max(e->nearHighU, node.u);
-        e->nearLowV = std::min(e->nearLowV, node.v);
-        e->nearHighV = std::max(e->nearHighV, node.v);
-    }
-    e->nearLowU -= params.greyZoneWidth;
-    e->nearHighU += params.greyZoneWidth;
-    e->nearLowV -= params.greyZoneWidth;
-    e->nearHighV += params.greyZoneWidth;
-    e->binWidth = e->curve.length / static_cast<float>(kSearchBins - 1);
-    e->lnPriorOutdoor.resize(kSearchBins);
-    e->lnPriorIndoor.resize(kSearchBins);
-    for (int j = 0; j < kSearchBins; ++j) {
-        const float mired = PointAt(e->curve, static_cast<float>(j) * e->binWidth).mired;
-        e->lnPriorOutdoor[j] = std::log(PriorAt(params.priorOutdoor, mired));
-        e->lnPriorIndoor[j] = std::log(PriorAt(params.priorIndoor, mired));
-    }
-    // Three box filters of width w have the variance 3 (w^2 - 1) / 12.
-    const float sigmaBins =
-        e->binWidth > 0.0f ? params.likelihoodSigma / e->binWidth : static_cast<float>(kSearchBins);
-    int width = static_cast<int>(std::lround(std::sqrt(4.0f * sigmaBins * sigmaBins + 1.0f)));
-    width = std::clamp(width | 1, 1, 2 * kSearchBins + 1);
-    e->boxWidth = width;
-    const float sigmaBox = std::sqrt(0.25f * static_cast<float>(width * width - 1));
-    e->boxScale = width > 1 ? sigmaBox * 2.50662827f : 1.0f;  // sqrt(2 pi)
-    e->margin = 3 * (width / 2) + 1;
-    e->lanes.assign(kSearchBins + 2 * e->margin, VoteLanes{});
-    e->votes.assign(e->lanes.size(), 0.0f);
-    e->offsetVotes.assign(e->lanes.size(), 0.0f);
-    e->filterScratch.assign(e->lanes.size(), 0.0f);
-    e->filterScratch2.assign(e->lanes.size(), 0.0f);
-    e->posterior.assign(kSearchBins, 0.0f);
+    InitBayes(e);
     if (params.learned.bins != 0) InitLearned(params.learned, &e->learned);
 }
 
@@ -390,30 +90,17 @@ int Estimate(Estimator* e, const VireoAwbFrame& frame, VireoAwbResult* result) {
         SetWhiteNearCurve(*e, PositionOfCt(e->curve, p.defaultCt), 0.0f, rFactor, bFactor, result);
         return usable ? 0 : -1;
     }
-    if (p.mode == Tuning::AwbMode::Learned) {
-        LearnedSearch(e, frame, lnRFactor, lnBFactor, rFactor, bFactor, result);
-        return 0;
+    switch (p.mode) {
+        case Tuning::AwbMode::Learned:
+            LearnedSearch(e, frame, lnRFactor, lnBFactor, rFactor, bFactor, result);
+            break;
+        case Tuning::AwbMode::GreyWorld:
+            GreyWorldSearch(e, frame, lnRFactor, lnBFactor, rFactor, bFactor, result);
+            break;
+        default:
+            BayesSearch(e, frame, lnRFactor, lnBFactor, rFactor, bFactor, result);
+            break;
     }
-    float greyU;
-    float greyV;
-    if (p.mode == Tuning::AwbMode::GreyWorld) {
-        GreyWorld(*e, count, lnRFactor, lnBFactor, &greyU, &greyV);
-        result->flags |= VIREO_AWB_FLAG_GREY_WORLD_MODE;
-        // Gains straight from the average; the CCT from its nearest curve point.
-        const CurvePosition position = Project(e->curve, greyU, greyV);
-        result->transverseOffset = position.distance;
-        SetWhite(greyU, greyV, PointAt(e->curve, position.s).mired, rFactor, bFactor, result);
-        return 0;
-    }
-    result->greyRegionCount = Vote(e, count, lnRFactor, lnBFactor);
-    if (result->greyRegionCount == 0) {
-        result->flags |= VIREO_AWB_FLAG_NO_GREY_REGION;
-        GreyWorld(*e, count, lnRFactor, lnBFactor, &greyU, &greyV);
-        const CurvePosition position = Project(e->curve, greyU, greyV);
-        SetWhiteNearCurve(*e, position.s, position.distance, rFactor, bFactor, result);
-        return 0;
-    }
-    BayesSearch(e, result->outdoorWeight, valid, rFactor, bFactor, result);
     return 0;
 }
 

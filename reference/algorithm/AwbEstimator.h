@@ -1,7 +1,8 @@
-// The reference AWB decision for one sample: region selection, grey zone,
-// Bayesian search of the colour temperature along the white locus, the
-// learned posterior (LearnedEstimator.h) and the plain grey-world mode they
-// are compared with.
+// The reference AWB decision for one sample: region selection, then one of
+// three methods, each in a file of its own: the Bayesian search of the
+// colour temperature along the white locus (BayesEstimator.cpp), the
+// learned posterior (LearnedSearch.cpp, LearnedEstimator.h) and the plain
+// grey world they are compared with (GreyWorld.cpp).
 #ifndef VIREO_REFERENCE_AWB_ESTIMATOR_H
 #define VIREO_REFERENCE_AWB_ESTIMATOR_H
 
@@ -33,9 +34,6 @@ struct VoteLanes {
 
 struct Estimator {
     Tuning::TuningParams params;
-    // Eight regions at a time (AVX2) rather than four; both give the same
-    // numbers.
-    bool wide = false;
     CtCurve curve;
     float binWidth = 0.0f;
     std::vector<float> lnPriorOutdoor;  // per search bin
@@ -95,6 +93,32 @@ int Estimate(Estimator* estimator, const VireoAwbFrame& frame, VireoAwbResult* r
 // weight. Fills weights[0 .. count-1]; regions past the frame's are -1.
 void ExplainRegions(const Estimator& estimator, const VireoAwbFrame& frame,
                     const VireoAwbResult& result, float* weights, int32_t count);
+
+// --- inside the library: what the methods share and what each provides ---
+
+// Gains, white point and CCT from a white point in the golden module's
+// log-chromaticity plane.
+void SetWhite(float u, float v, float mired, float rFactor, float bFactor, VireoAwbResult* result);
+// The same for the curve point at arc length s, moved across the curve by
+// offset limited to the tuning's transverse limit.
+void SetWhiteNearCurve(const Estimator& e, float s, float offset, float rFactor, float bFactor,
+                       VireoAwbResult* result);
+
+// The methods, run once the selection (the estimator's scratch) has found
+// at least one region: each fills what it decides into result, which
+// already holds the outdoor weight and the selected region count.
+void GreyWorldSearch(Estimator* e, const VireoAwbFrame& frame, float lnRFactor, float lnBFactor,
+                     float rFactor, float bFactor, VireoAwbResult* result);
+void BayesSearch(Estimator* e, const VireoAwbFrame& frame, float lnRFactor, float lnBFactor,
+                 float rFactor, float bFactor, VireoAwbResult* result);
+void LearnedSearch(Estimator* e, const VireoAwbFrame& frame, float lnRFactor, float lnBFactor,
+                   float rFactor, float bFactor, VireoAwbResult* result);
+
+// The mean of the selected regions in the golden module's plane.
+void GreyWorld(const Estimator& e, int32_t count, float lnRFactor, float lnBFactor, float* u,
+               float* v);
+// The Bayesian search's part of InitEstimator: priors, smoothing, scratch.
+void InitBayes(Estimator* e);
 
 }  // namespace Awb
 }  // namespace Vireo

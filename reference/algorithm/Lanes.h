@@ -1,30 +1,13 @@
-// Vectors of floats and 32-bit integers through the GCC/Clang vector
-// extensions, without intrinsics. The per-region passes are written once,
-// for any lane count, and built twice where that pays: eight lanes for
-// processors with AVX2 (one 256-bit register), four for everything else
-// (one SSE or NEON register). Eight lanes on a processor without 256-bit
-// registers would be split by the compiler into far slower code, which is
-// why the width is a template parameter and not one fixed type.
+// Vectors of four floats and four 32-bit integers through the GCC/Clang
+// vector extensions, without intrinsics: one SSE or NEON register, so the
+// same code serves x86-64 and arm64.
 #ifndef VIREO_REFERENCE_LANES_H
 #define VIREO_REFERENCE_LANES_H
 
 #include <cstdint>
 #include <cstring>
 
-// The AVX2 build of the passes exists on x86-64 with GCC; elsewhere (arm64,
-// Android, Clang's fuzz builds) only the four-lane one. Without FMA
-// contraction both give the same numbers.
-#if defined(__x86_64__) && defined(__GNUC__) && !defined(__clang__) && !defined(__ANDROID__) && \
-    !defined(VIREO_NO_WIDE_LANES)
-#define VIREO_WIDE_LANES 1
-#define VIREO_TARGET_WIDE __attribute__((target("avx2")))
-#else
-#define VIREO_WIDE_LANES 0
-#endif
-
-// The per-lane helpers must be inlined into the build they are used in:
-// out of line they would be compiled for the baseline and pass eight lanes
-// through memory.
+// Inlined into the loops that use them, where the vectors stay in registers.
 #define VIREO_LANES_INLINE inline __attribute__((always_inline))
 
 namespace Vireo {
@@ -32,14 +15,8 @@ namespace Awb {
 
 typedef float Float4 __attribute__((vector_size(16)));
 typedef int32_t Int4 __attribute__((vector_size(16)));
-// The alignment is spelled out: without AVX the compiler gives these types
-// only 16 bytes.
-typedef float Float8 __attribute__((vector_size(32), aligned(32)));
-typedef int32_t Int8 __attribute__((vector_size(32), aligned(32)));
-
-// The widest lane count; constant tables and scratch arrays are laid out
-// for it, and narrower builds read their first lanes.
-inline constexpr int kMaxLanes = 8;
+// Scratch arrays have room for the region count rounded up to whole groups.
+inline constexpr int kMaxLanes = 4;
 
 template <typename F>
 inline constexpr int kLanesOf = static_cast<int>(sizeof(F) / sizeof(float));
@@ -100,21 +77,18 @@ VIREO_LANES_INLINE uint32_t CountLanes(I mask) {
     return static_cast<uint32_t>(-sum);
 }
 
-// One value in every lane of the widest build, so a build of any width
-// loads it as a vector of its own width.
-struct alignas(32) Broadcast {
+// One value in every lane, kept as data so a loop loads it as a whole
+// vector rather than broadcasting a scalar at every use.
+struct alignas(16) Broadcast {
     float lanes[kMaxLanes];
 };
 
-constexpr Broadcast Broadcasted(float v) { return {{v, v, v, v, v, v, v, v}}; }
+constexpr Broadcast Broadcasted(float v) { return {{v, v, v, v}}; }
 
 template <typename F>
 VIREO_LANES_INLINE F Lanes(const Broadcast& value) {
     return Load<F>(value.lanes);
 }
-
-// Whether this processor runs the eight-lane build.
-bool UseWideLanes();
 
 }  // namespace Awb
 }  // namespace Vireo

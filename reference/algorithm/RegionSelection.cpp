@@ -150,29 +150,11 @@ inline FourSums SumsOfFast(const VireoAwbRegion* four) {
             __builtin_convertvector(__builtin_shufflevector(g01, g23, 1, 3, 5, 7), Float4)};
 }
 
-// Two quarters as one eight-lane vector. (Not a lambda: a lambda is not
-// always inlined, and out of line it would return eight lanes by the
-// baseline's convention to a caller built for AVX2. A template, so builds
-// without the eight-lane passes do not see an unused function.)
-template <typename Quarter>
-VIREO_LANES_INLINE Float8 Join(Quarter low, Quarter high) {
-    return __builtin_shufflevector(low, high, 0, 1, 2, 3, 4, 5, 6, 7);
-}
-
-// The sums of a group of records as floats: one quarter of four records,
-// or two joined.
+// The sums of a group of four records as floats.
 template <typename F>
 VIREO_LANES_INLINE GroupMeans<F> GroupSums(const VireoAwbRegion* group) {
-    if constexpr (kLanesOf<F> == 4) {
-        const FourSums sums = SumsOfFast(group);
-        return {sums.r, sums.b, sums.gr, sums.gb, F{}};
-    } else {
-        static_assert(kLanesOf<F> == 8, "a group is one or two quarters");
-        const FourSums low = SumsOfFast(group);
-        const FourSums high = SumsOfFast(group + 4);
-        return {Join(low.r, high.r), Join(low.b, high.b), Join(low.gr, high.gr),
-                Join(low.gb, high.gb), F{}};
-    }
+    const FourSums sums = SumsOfFast(group);
+    return {sums.r, sums.b, sums.gr, sums.gb, F{}};
 }
 
 // Records whose counts differ from their neighbours', and the last group of
@@ -253,23 +235,10 @@ VIREO_LANES_INLINE uint32_t SelectGroups(const VireoAwbRegion* regions, int32_t 
     return CountLanes(chosen);
 }
 
-#if VIREO_WIDE_LANES
-VIREO_TARGET_WIDE uint32_t SelectGroupsWide(const VireoAwbRegion* regions, int32_t count,
-                                            const SelectionLimits& limits,
-                                            const SelectedRegions& out) {
-    return SelectGroups<Float8>(regions, count, limits, out);
-}
-#endif
-
 }  // namespace
 
 uint32_t SelectRegions(const VireoAwbRegion* regions, int32_t count, const SelectionLimits& limits,
-                       const SelectedRegions& out, bool wide) {
-#if VIREO_WIDE_LANES
-    if (wide) return SelectGroupsWide(regions, count, limits, out);
-#else
-    (void)wide;
-#endif
+                       const SelectedRegions& out) {
     return SelectGroups<Float4>(regions, count, limits, out);
 }
 

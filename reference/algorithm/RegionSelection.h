@@ -34,10 +34,15 @@ struct SelectedRegions {
 // not saturated, not too dark. A channel without pixels reads 0 and nothing
 // divides by zero; the green mean of a region not selected is 1, so later
 // ratios stay finite. Lanes of the last group past count come out not
-// selected. Returns how many regions are selected. wide: eight regions at
-// a time, where UseWideLanes() allows it.
+// selected. Returns how many regions are selected.
 uint32_t SelectRegions(const VireoAwbRegion* regions, int32_t count, const SelectionLimits& limits,
-                       const SelectedRegions& out, bool wide);
+                       const SelectedRegions& out);
+// The form with a lane-width flag that callers written for the eight-lane
+// build still pass; there is one width now, so the flag is ignored.
+inline uint32_t SelectRegions(const VireoAwbRegion* regions, int32_t count,
+                              const SelectionLimits& limits, const SelectedRegions& out, bool) {
+    return SelectRegions(regions, count, limits, out);
+}
 
 // The module's R/G and B/G relative to the golden module: the first two
 // calibration factors, each replaced by 1 when not finite or outside

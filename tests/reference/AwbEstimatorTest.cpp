@@ -2,7 +2,6 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <cstring>
 #include <limits>
 #include <vector>
 
@@ -249,21 +248,20 @@ INSTANTIATE_TEST_SUITE_P(
                       CalibrationCase{std::numeric_limits<float>::quiet_NaN(), 1.0f, false},
                       CalibrationCase{1.0f, 9.0f, false}));
 
-// --- the eight-lane (AVX2) build decides exactly as the four-lane one ----------
+// --- scenes that take every path of the per-region passes ---------------------
 
-struct WidthCase {
+struct PassCase {
     const char* name;
     Regions regions;
     Tuning::AwbMode mode;
 };
 
-// Scenes that take every path of the per-region passes: full and partial
-// groups of four and of eight, pixel counts changing within a group, sums
+// Full and partial groups of four, pixel counts changing within a group, sums
 // that do not fit 31 bits, coloured regions outside the grey zone.
-std::vector<WidthCase> WidthCases() {
+std::vector<PassCase> PassCases() {
     const Illuminant light{0.70f, 0.46f};
     const Surface red{0.9f, 0.15f, 0.12f};
-    std::vector<WidthCase> cases = {
+    std::vector<PassCase> cases = {
         {"Neutral", MakeScene(64 * 48, light, Testing::kGrey, 0.0f, 0.01f, 7),
          Tuning::AwbMode::Bayes},
         {"DominantColourOddCount", MakeScene(3069, light, red, 0.7f, 0.01f, 11),
@@ -275,7 +273,7 @@ std::vector<WidthCase> WidthCases() {
          Tuning::AwbMode::Bayes},
     };
     Regions mixed = MakeScene(999, light, red, 0.3f, 0.01f, 13);
-    for (size_t i = 6; i < mixed.size(); i += 13) {  // sometimes only in a group's upper half
+    for (size_t i = 6; i < mixed.size(); i += 13) {  // sometimes mid-group
         mixed[i].rCount = 32;                        // half the R pixels, the same mean
         mixed[i].rSum /= 2;
     }
@@ -285,47 +283,12 @@ std::vector<WidthCase> WidthCases() {
     return cases;
 }
 
-void PrintTo(const WidthCase& c, std::ostream* os) { *os << c.name; }
-
-class LaneWidths : public ::testing::TestWithParam<WidthCase> {};
-
-TEST_P(LaneWidths, GiveTheSameResultBitForBit) {
-    const VireoAwbFrame frame = Frame(GetParam().regions, 300);
-    // A larger, different sample decided first: what it leaves in the
-    // estimator's scratch must not leak into the next answer.
-    const Regions larger = MakeScene(64 * 48 + 13, {0.45f, 0.70f}, Testing::kGrey, 0.0f, 0.05f, 99);
-    const VireoAwbFrame first = Frame(larger, 300);
-    VireoAwbResult results[3];  // four lanes, eight lanes, four lanes after the larger sample
-    for (int run = 0; run < 3; ++run) {
-        Awb::Estimator estimator;
-        Awb::InitEstimator(TestTuning(GetParam().mode), &estimator);
-        estimator.wide = run == 1;
-        results[run] = VireoAwbResult{};
-        if (run == 1 && !Awb::UseWideLanes()) {  // no eight-lane build on this processor
-            results[run] = results[0];
-            continue;
-        }
-        if (run == 2) {
-            ASSERT_EQ(Awb::Estimate(&estimator, first, &results[run]), 0);
-        }
-        ASSERT_EQ(Awb::Estimate(&estimator, frame, &results[run]), 0);
-    }
-    EXPECT_GT(results[0].validRegionCount, 0u);
-    for (int run : {1, 2}) {
-        // NOLINTNEXTLINE(bugprone-suspicious-memory-comparison): the bits are the point
-        EXPECT_EQ(std::memcmp(&results[0], &results[run], sizeof results[0]), 0)
-            << "run " << run << ": cct " << results[0].cct << " vs " << results[run].cct
-            << ", r gain " << results[0].rGain << " vs " << results[run].rGain;
-    }
-}
-
-INSTANTIATE_TEST_SUITE_P(Scenes, LaneWidths, ::testing::ValuesIn(WidthCases()),
-                         [](const auto& info) { return std::string(info.param.name); });
+void PrintTo(const PassCase& c, std::ostream* os) { *os << c.name; }
 
 // The explanation's weights agree with the decision they explain: as many
 // regions at or above 0 as were selected, above 0 as voted (all of them
 // when grey world decided), and nothing past the frame's regions.
-class Explanation : public ::testing::TestWithParam<WidthCase> {};
+class Explanation : public ::testing::TestWithParam<PassCase> {};
 
 TEST_P(Explanation, WeightsAgreeWithTheDecision) {
     const VireoAwbFrame frame = Frame(GetParam().regions, 300);
@@ -350,7 +313,7 @@ TEST_P(Explanation, WeightsAgreeWithTheDecision) {
         EXPECT_EQ(weights[i], -1.0f);
 }
 
-INSTANTIATE_TEST_SUITE_P(Scenes, Explanation, ::testing::ValuesIn(WidthCases()),
+INSTANTIATE_TEST_SUITE_P(Scenes, Explanation, ::testing::ValuesIn(PassCases()),
                          [](const auto& info) { return std::string(info.param.name); });
 
 }  // namespace
