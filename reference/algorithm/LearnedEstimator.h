@@ -1,7 +1,7 @@
 // The learned white balance (mode learned), of the "fast Fourier colour
 // constancy" kind: two histograms of the sample in the log-chromaticity
 // plane u = ln(G/R), v = ln(G/B) - one of the region means, one of their
-// local contrast over the region grid, one of the region means weighted
+// local absolute deviation over the region grid, one of the means weighted
 // towards the brightest - are each convolved with a learned
 // filter, a learned bias map is added, and the softmax of the sum is a
 // posterior over the white point. Its mean is the estimate; its spread says
@@ -23,15 +23,17 @@ namespace Awb {
 // Fills the two histograms (model.bins^2 floats each, row-major in u) of a
 // sample from its region means and selection as SelectRegions gives them
 // (each array with room for the region count rounded up to a multiple of 4).
-// A region counts with its pixel count; each histogram sums to 1 (or is all
-// zero when nothing fell into it). A chromaticity is shared between the four
-// nearest bin centres; one outside the grid is left out. The local contrast
-// of a region is, per channel, the absolute difference between its mean and
-// the mean of the selected regions in its 3 x 3 neighbourhood. The bright
-// histogram holds the region means again, each weight times (L / M)^4, L
-// the region's mean of R, G and B, M the largest channel mean of the
-// sample: bright surfaces (white ones, highlights) show the light's colour
-// most. work is scratch, resized as needed.
+// The local contrast of a region is, per channel, the sum of the absolute
+// differences between its mean and those of its selected four nearest
+// neighbours (the local absolute deviation). Then pairs of regions (2k,
+// 2k + 1) are pooled: their means weighted by pixel count, their deviations
+// added. A pair counts with its pixel count; each histogram sums to 1 (or
+// is all zero when nothing fell into it). A chromaticity is shared between
+// the four nearest bin centres; one outside the grid is left out. The
+// bright histogram holds the pooled means again, each weight times
+// (L / M)^4, L the pair's mean of R, G and B, M the largest channel mean of
+// a selected region: bright surfaces (white ones, highlights) show the
+// light's colour most. work is scratch, resized as needed.
 void LearnedHistograms(const Tuning::LearnedModel& model, const VireoAwbFrame& frame,
                        const float* r, const float* g, const float* b, const float* selected,
                        float lnRFactor, float lnBFactor, float* means, float* contrast,
