@@ -6,25 +6,6 @@
 
 namespace Vireo::Report {
 
-VireoAwbFrame MakeFrame(const Score::SampleStats& sample) {
-    static_assert(sizeof(VireoAwbRegion) == sizeof(StatsBayerGridChannelInfoS),
-                  "the algorithm reads the driver's region records in place");
-    VireoAwbFrame frame{};
-    frame.regions = reinterpret_cast<const VireoAwbRegion*>(sample.regions.data());
-    frame.regionCount = static_cast<int32_t>(sample.regions.size());
-    frame.horizontalRegionCount = sample.header.horizontalRegionCount;
-    frame.verticalRegionCount = sample.header.verticalRegionCount;
-    frame.bitDepth = sample.header.bitDepth;
-    std::memcpy(frame.saturationThreshold, sample.header.saturationThreshold,
-                sizeof frame.saturationThreshold);
-    frame.luxIndex = sample.header.luxIndex;
-    std::memcpy(frame.moduleCalibrationFactors, sample.calibration.moduleCalibrationFactors,
-                sizeof frame.moduleCalibrationFactors);
-    std::memcpy(frame.singleLEDCalibrationPoint, sample.calibration.singleLEDCalibrationPoint,
-                sizeof frame.singleLEDCalibrationPoint);
-    return frame;
-}
-
 Explainer::~Explainer() {
     if (instance_ != nullptr) api_->destroy(instance_);
     if (library_ != nullptr) dlclose(library_);
@@ -62,7 +43,7 @@ bool Explainer::Open(const std::string& library, const std::vector<uint8_t>& tun
 bool Explainer::Explain(const Score::SampleStats& sample, VireoAwbResult* result,
                         std::vector<float>* weights) {
     if (instance_ == nullptr) return false;
-    const VireoAwbFrame frame = MakeFrame(sample);
+    const VireoAwbFrame frame = Score::FrameOf(sample);
     weights->assign(sample.regions.size(), -1.0f);
     *result = VireoAwbResult{};
     return api_->explain(instance_, &frame, result, weights->data(),

@@ -14,9 +14,6 @@
 
 namespace Vireo::Report {
 
-// The frame the reference wrapper builds from the same sample.
-VireoAwbFrame MakeFrame(const Score::SampleStats& sample);
-
 class Explainer {
 public:
     Explainer() = default;

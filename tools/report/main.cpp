@@ -379,7 +379,7 @@ int main(int argc, char** argv) {
         float rFactor = 1.0f, bFactor = 1.0f;
         if (loaded) {
             bool ignored = false;
-            Awb::ModuleFactors(Report::MakeFrame(sample), &rFactor, &bFactor, &ignored);
+            Awb::ModuleFactors(Score::FrameOf(sample), &rFactor, &bFactor, &ignored);
         }
         const int scene = static_cast<int>(
             std::find(sceneNames.begin(), sceneNames.end(), p.scene) - sceneNames.begin());

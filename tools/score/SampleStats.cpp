@@ -2,6 +2,7 @@
 
 #include <cmath>
 #include <cstdint>
+#include <cstring>
 #include <vector>
 
 #include "SampleReaders.h"
@@ -63,6 +64,25 @@ bool GreyWorldWhite(const SampleStats& sample, double& rOverG, double& bOverG) {
     rOverG = r / g;
     bOverG = b / g;
     return true;
+}
+
+VireoAwbFrame FrameOf(const SampleStats& sample) {
+    static_assert(sizeof(VireoAwbRegion) == sizeof(StatsBayerGridChannelInfoS),
+                  "the algorithm reads the driver's region records in place");
+    VireoAwbFrame frame{};
+    frame.regions = reinterpret_cast<const VireoAwbRegion*>(sample.regions.data());
+    frame.regionCount = static_cast<int32_t>(sample.regions.size());
+    frame.horizontalRegionCount = sample.header.horizontalRegionCount;
+    frame.verticalRegionCount = sample.header.verticalRegionCount;
+    frame.bitDepth = sample.header.bitDepth;
+    std::memcpy(frame.saturationThreshold, sample.header.saturationThreshold,
+                sizeof frame.saturationThreshold);
+    frame.luxIndex = sample.header.luxIndex;
+    std::memcpy(frame.moduleCalibrationFactors, sample.calibration.moduleCalibrationFactors,
+                sizeof frame.moduleCalibrationFactors);
+    std::memcpy(frame.singleLEDCalibrationPoint, sample.calibration.singleLEDCalibrationPoint,
+                sizeof frame.singleLEDCalibrationPoint);
+    return frame;
 }
 
 }  // namespace Vireo::Score

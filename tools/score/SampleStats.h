@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "vireo/ReferenceAwbApi.h"
 #include "vireo/SampleRecords.h"
 
 namespace Vireo::Score {
@@ -31,6 +32,10 @@ bool UsableRegionMeans(const SampleStats& sample, std::size_t region, RegionMean
 // B/G of this module (no module calibration involved). False when no
 // region is usable.
 bool GreyWorldWhite(const SampleStats& sample, double& rOverG, double& bOverG);
+
+// The frame the algorithm library gets for a sample, as the reference
+// wrapper builds it (the regions are borrowed from sample).
+VireoAwbFrame FrameOf(const SampleStats& sample);
 
 }  // namespace Vireo::Score
 

@@ -132,7 +132,7 @@ int RunCrossVal(int argc, char** argv) {
         }
         for (size_t i = fold; i < samples.size(); i += folds) {
             const Tune::LabelledSample& s = samples[i];
-            const VireoAwbFrame frame = Tune::FrameOf(s.stats);
+            const VireoAwbFrame frame = Score::FrameOf(s.stats);
             VireoAwbResult result{};
             const bool ok = api->process(instance, &frame, &result) == 0;
             learned.push_back(ok ? Score::AngularErrorFromGains(result.rGain, result.gGain,

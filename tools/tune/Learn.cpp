@@ -393,25 +393,6 @@ LearnSettings DefaultLearnSettings() {
     return s;
 }
 
-VireoAwbFrame FrameOf(const Score::SampleStats& stats) {
-    static_assert(sizeof(VireoAwbRegion) == sizeof(StatsBayerGridChannelInfoS),
-                  "the algorithm reads the driver's region records in place");
-    VireoAwbFrame frame{};
-    frame.regions = reinterpret_cast<const VireoAwbRegion*>(stats.regions.data());
-    frame.regionCount = static_cast<int32_t>(stats.regions.size());
-    frame.horizontalRegionCount = stats.header.horizontalRegionCount;
-    frame.verticalRegionCount = stats.header.verticalRegionCount;
-    frame.bitDepth = stats.header.bitDepth;
-    std::memcpy(frame.saturationThreshold, stats.header.saturationThreshold,
-                sizeof frame.saturationThreshold);
-    frame.luxIndex = stats.header.luxIndex;
-    std::memcpy(frame.moduleCalibrationFactors, stats.calibration.moduleCalibrationFactors,
-                sizeof frame.moduleCalibrationFactors);
-    std::memcpy(frame.singleLEDCalibrationPoint, stats.calibration.singleLEDCalibrationPoint,
-                sizeof frame.singleLEDCalibrationPoint);
-    return frame;
-}
-
 bool LoadLabelled(const std::string& dataDir, const std::string& truthPath,
                   std::vector<LabelledSample>& samples, std::string& error) {
     std::vector<Datagen::TruthRow> truth;
@@ -427,7 +408,7 @@ bool LoadLabelled(const std::string& dataDir, const std::string& truthPath,
         s.cct = std::isfinite(row.cct) && row.cct > 0.0 ? row.cct : 0.0;
         float rFactor, bFactor;
         bool ignored;
-        Awb::ModuleFactors(FrameOf(s.stats), &rFactor, &bFactor, &ignored);
+        Awb::ModuleFactors(Score::FrameOf(s.stats), &rFactor, &bFactor, &ignored);
         s.lnRFactor = std::log(rFactor);
         s.lnBFactor = std::log(bFactor);
         samples.push_back(std::move(s));
@@ -486,7 +467,7 @@ bool Learn(const std::vector<LabelledSample>& samples, const LearnSettings& sett
     std::vector<float> hist[kChannels] = {std::vector<float>(cells), std::vector<float>(cells),
                                           std::vector<float>(cells)};
     for (const LabelledSample& s : samples) {
-        const VireoAwbFrame frame = FrameOf(s.stats);
+        const VireoAwbFrame frame = Score::FrameOf(s.stats);
         const size_t room = (s.stats.regions.size() + 7) / 8 * 8;
         r.resize(room), g.resize(room), b.resize(room), selected.resize(room);
         Awb::SelectRegions(frame.regions, frame.regionCount, Awb::MakeLimits(frame, selection),

@@ -85,10 +85,6 @@ struct LabelledSample {
     double lnRFactor = 0.0, lnBFactor = 0.0;  // module calibration, as the algorithm takes it
 };
 
-// The frame the algorithm library gets for a sample, as the reference
-// wrapper builds it (the regions are borrowed from stats).
-VireoAwbFrame FrameOf(const Score::SampleStats& stats);
-
 // Reads the ground truth and every sample it names. False with a reason.
 bool LoadLabelled(const std::string& dataDir, const std::string& truthPath,
                   std::vector<LabelledSample>& samples, std::string& error);
