@@ -74,8 +74,8 @@ int Estimate(Estimator* e, const VireoAwbFrame& frame, VireoAwbResult* result) {
     const float lnRFactor = std::log(rFactor);
     const float lnBFactor = std::log(bFactor);
 
-    // Room for the passes, which work a group of lanes at a time.
-    const size_t room = (static_cast<size_t>(count) + kMaxLanes - 1) / kMaxLanes * kMaxLanes;
+    // Room for the vote, which works four regions at a time.
+    const size_t room = (static_cast<size_t>(count) + 3) / 4 * 4;
     if (e->meanR.size() < room) {
         for (std::vector<float>* scratch : {&e->meanR, &e->meanG, &e->meanB, &e->selected, &e->u,
                                             &e->v, &e->chosen, &e->along, &e->squared, &e->side}) {

@@ -34,6 +34,9 @@ struct VoteLanes {
 
 struct Estimator {
     Tuning::TuningParams params;
+    // The vote's plain twin instead of its four-lane passes: the same bits,
+    // slower; for the test that holds the two together.
+    bool plainVote = false;
     CtCurve curve;
     float binWidth = 0.0f;
     std::vector<float> lnPriorOutdoor;  // per search bin
@@ -51,12 +54,13 @@ struct Estimator {
     float nearLowV = 0.0f;
     float nearHighV = 0.0f;
     // Scratch reused from sample to sample, so a steady run allocates nothing.
-    // Per region: R, green and B means, and whether it is selected (1/0).
+    // Per region, with room for whole groups of four: R, green and B means,
+    // and whether it is selected (1/0).
     std::vector<float> meanR;
     std::vector<float> meanG;
     std::vector<float> meanB;
     std::vector<float> selected;
-    // Per group of regions that may vote, packed: log chromaticity
+    // Per group of four regions that may vote, packed: log chromaticity
     // (later the vote weights), which lanes are selected (1/0), place along
     // the curve, squared distance from it, the side it lies on (later the
     // vote times the signed distance) and the lower search bin of the vote.

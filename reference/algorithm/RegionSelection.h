@@ -21,7 +21,7 @@ struct SelectionLimits {
 SelectionLimits MakeLimits(const VireoAwbFrame& frame, const Tuning::TuningParams& params);
 
 // Per-region results of the selection, one array per quantity, each with
-// room for the region count rounded up to a multiple of kMaxLanes.
+// room for the region count.
 struct SelectedRegions {
     float* r;         // R mean
     float* g;         // green mean: of the GR and GB means that have pixels
@@ -33,8 +33,7 @@ struct SelectedRegions {
 // take part: not empty (R, B and at least one green channel have pixels),
 // not saturated, not too dark. A channel without pixels reads 0 and nothing
 // divides by zero; the green mean of a region not selected is 1, so later
-// ratios stay finite. Lanes of the last group past count come out not
-// selected. Returns how many regions are selected.
+// ratios stay finite. Returns how many regions are selected.
 uint32_t SelectRegions(const VireoAwbRegion* regions, int32_t count, const SelectionLimits& limits,
                        const SelectedRegions& out);
 // The form with a lane-width flag that callers written for the eight-lane

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <cstring>
 #include <limits>
 #include <vector>
 
@@ -284,6 +285,88 @@ std::vector<PassCase> PassCases() {
 }
 
 void PrintTo(const PassCase& c, std::ostream* os) { *os << c.name; }
+
+// The four-lane vote against its plain twin, bit for bit: once on a fresh
+// estimator, once after a larger, different sample whose scratch must not
+// leak into the next answer.
+class VoteTwins : public ::testing::TestWithParam<PassCase> {};
+
+TEST_P(VoteTwins, GiveTheSameResultBitForBit) {
+    const VireoAwbFrame frame = Frame(GetParam().regions, 300);
+    const Regions larger = MakeScene(64 * 48 + 13, {0.45f, 0.70f}, Testing::kGrey, 0.0f, 0.05f, 99);
+    VireoAwbResult results[3];  // plain, four lanes, four lanes after the larger sample
+    for (int run = 0; run < 3; ++run) {
+        Awb::Estimator estimator;
+        Awb::InitEstimator(TestTuning(GetParam().mode), &estimator);
+        estimator.plainVote = run == 0;
+        if (run == 2) {
+            ASSERT_EQ(Awb::Estimate(&estimator, Frame(larger, 300), &results[run]), 0);
+        }
+        ASSERT_EQ(Awb::Estimate(&estimator, frame, &results[run]), 0);
+    }
+    EXPECT_GT(results[0].validRegionCount, 0u);
+    for (int run : {1, 2}) {
+        // NOLINTNEXTLINE(bugprone-suspicious-memory-comparison): the bits are the point
+        EXPECT_EQ(std::memcmp(&results[0], &results[run], sizeof results[0]), 0)
+            << "run " << run << ": cct " << results[0].cct << " vs " << results[run].cct;
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Scenes, VoteTwins, ::testing::ValuesIn(PassCases()),
+                         [](const auto& info) { return std::string(info.param.name); });
+
+// The indexed projection the vote uses tries only the segments its slice
+// names; for points within reach of the curve (off its bends, its ends,
+// both sides, at slice edges) it must find the nearest point the
+// exhaustive projection finds.
+class SegmentIndex : public ::testing::TestWithParam<std::vector<Tuning::CurvePoint>> {};
+
+TEST_P(SegmentIndex, FindsTheNearestSegmentWithinReach) {
+    Awb::CtCurve curve = Awb::BuildCurve(GetParam());
+    const float reach = 0.08f;
+    Awb::IndexSegments(reach, &curve);
+    int tried = 0;
+    for (float s = -0.05f; s <= curve.length + 0.05f; s += curve.length / 97.0f) {
+        for (float across : {-0.95f, -0.5f, 0.0f, 0.5f, 0.95f}) {
+            const Awb::CurvePoint2 at = Awb::PointAt(curve, s);
+            const float u = at.u + across * reach * at.normalU;
+            const float v = at.v + across * reach * at.normalV;
+            const float exact = Awb::Project(curve, u, v).distance;
+            if (std::fabs(exact) > 0.95f * reach) continue;
+            const Awb::NearPosition near = Awb::ProjectNear(curve, u, v);
+            EXPECT_NEAR(std::sqrt(near.squared), std::fabs(exact), 1e-5f) << "s " << s;
+            ++tried;
+        }
+    }
+    EXPECT_GT(tried, 400);
+}
+
+// The test tuning's curve, and one that folds back across its chord.
+INSTANTIATE_TEST_SUITE_P(Curves, SegmentIndex,
+                         ::testing::Values(TestTuning().ctCurve,
+                                           std::vector<Tuning::CurvePoint>{{2300, 1.0f, 0.30f},
+                                                                           {3000, 0.80f, 0.40f},
+                                                                           {4000, 0.70f, 0.55f},
+                                                                           {5000, 0.75f, 0.70f},
+                                                                           {6500, 0.90f, 0.75f}}));
+
+// The vector logarithm and exponential against their scalar twins, bit for
+// bit, over the binades the passes meet.
+TEST(FastMath, LanesMatchScalarBitForBit) {
+    const float ln[4][4] = {{1e-3f, 0.0371f, 0.5f, 0.70710677f},
+                            {0.7071068f, 1.0f, 1.41421354f, 1.41421366f},
+                            {2.0f, 3.14159f, 17.5f, 1000.0f},
+                            {1.0e-20f, 6.0e4f, 0.999999f, 1.000001f}};
+    const float exp[2][4] = {{0.0f, 0.013f, 0.5f, 1.0f}, {2.5f, 7.25f, 30.0f, 90.0f}};
+    for (const auto& x : ln) {
+        const Awb::Float4 lanes = Awb::FastLnLanes(Awb::Load<Awb::Float4>(x));
+        for (int k = 0; k < 4; ++k) EXPECT_EQ(lanes[k], Awb::FastLn(x[k])) << x[k];
+    }
+    for (const auto& x : exp) {
+        const Awb::Float4 lanes = Awb::FastNegExpLanes(Awb::Load<Awb::Float4>(x));
+        for (int k = 0; k < 4; ++k) EXPECT_EQ(lanes[k], Awb::FastNegExp(x[k])) << x[k];
+    }
+}
 
 // The explanation's weights agree with the decision they explain: as many
 // regions at or above 0 as were selected, above 0 as voted (all of them
