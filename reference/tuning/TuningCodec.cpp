@@ -10,19 +10,21 @@ namespace Tuning {
 namespace {
 
 // Writes and reads the payload field by field in little-endian order, so the
-// file means the same on any host.
+// file means the same on any host. Both take a pointer and answer whether
+// the field was there, so that one walk of the layout serves both.
 class ByteWriter {
 public:
     explicit ByteWriter(std::vector<uint8_t>* out) : out_(out) {}
-    void U32(uint32_t value) {
+    bool U32(const uint32_t* value) {
         for (int shift = 0; shift < 32; shift += 8) {
-            out_->push_back(static_cast<uint8_t>(value >> shift));
+            out_->push_back(static_cast<uint8_t>(*value >> shift));
         }
+        return true;
     }
-    void F32(float value) {
+    bool F32(const float* value) {
         uint32_t bits;
-        std::memcpy(&bits, &value, sizeof bits);
-        U32(bits);
+        std::memcpy(&bits, value, sizeof bits);
+        return U32(&bits);
     }
 
 private:
@@ -55,80 +57,41 @@ private:
     size_t position_ = 0;
 };
 
-void EncodePayload(const TuningParams& p, std::vector<uint8_t>* out) {
-    ByteWriter w(out);
-    w.U32(static_cast<uint32_t>(p.mode));
-    for (float value : {p.greyZoneWidth, p.defaultCt, p.darkFraction, p.saturationFraction,
-                        p.likelihoodSigma, p.likelihoodStrength, p.likelihoodFloor,
-                        p.transverseLimit, p.luxIndexOutdoor, p.luxIndexIndoor}) {
-        w.F32(value);
-    }
-    w.U32(static_cast<uint32_t>(p.ctCurve.size()));
-    for (const CurvePoint& point : p.ctCurve) {
-        w.F32(point.ct);
-        w.F32(point.rOverG);
-        w.F32(point.bOverG);
-    }
-    for (const std::vector<PriorPoint>* prior : {&p.priorOutdoor, &p.priorIndoor}) {
-        w.U32(static_cast<uint32_t>(prior->size()));
-        for (const PriorPoint& point : *prior) {
-            w.F32(point.ct);
-            w.F32(point.weight);
-        }
-    }
-    const LearnedModel& m = p.learned;
-    if (m.bins == 0) return;
-    w.U32(m.bins);
-    for (float value : {m.binWidth, m.uStart, m.vStart}) w.F32(value);
-    for (const std::vector<float>* map :
-         {&m.filterMeans, &m.filterContrast, &m.filterBright, &m.bias}) {
-        for (float value : *map) w.F32(value);
-    }
-}
-
-bool DecodeLearned(ByteReader* r, LearnedModel* m) {
-    if (!r->U32(&m->bins) || m->bins == 0 || m->bins > kMaxLearnedBins) return false;
-    if (!r->F32(&m->binWidth) || !r->F32(&m->uStart) || !r->F32(&m->vStart)) return false;
-    const size_t cells = static_cast<size_t>(m->bins) * m->bins;
-    for (std::vector<float>* map :
-         {&m->filterMeans, &m->filterContrast, &m->filterBright, &m->bias}) {
-        map->resize(cells);
-        for (float& value : *map) {
-            if (!r->F32(&value)) return false;
-        }
-    }
+// A list's u32 count; the reader sizes the list to it.
+template <class Io, class T>
+bool Count(Io& io, std::vector<T>* list, size_t most) {
+    auto count = static_cast<uint32_t>(list->size());
+    if (!io.U32(&count) || count > most) return false;
+    list->resize(count);
     return true;
 }
 
-bool DecodePrior(ByteReader* r, std::vector<PriorPoint>* prior) {
-    uint32_t count;
-    if (!r->U32(&count) || count > kMaxPriorPoints) return false;
-    prior->resize(count);
-    for (PriorPoint& point : *prior) {
-        if (!r->F32(&point.ct) || !r->F32(&point.weight)) return false;
-    }
-    return true;
-}
-
-bool DecodePayload(const uint8_t* data, size_t size, uint32_t version, TuningParams* p) {
-    ByteReader r(data, size);
-    uint32_t mode;
-    if (!r.U32(&mode)) return false;
+// The payload layout, the one place that says what follows what. Encode
+// walks it with a writer over a copy of the params, Decode with a reader.
+template <class Io>
+bool WalkPayload(Io& io, uint32_t version, TuningParams* p) {
+    auto mode = static_cast<uint32_t>(p->mode);
+    bool ok = io.U32(&mode);
     p->mode = static_cast<AwbMode>(mode);
-    for (float* value : {&p->greyZoneWidth, &p->defaultCt, &p->darkFraction, &p->saturationFraction,
-                         &p->likelihoodSigma, &p->likelihoodStrength, &p->likelihoodFloor,
-                         &p->transverseLimit, &p->luxIndexOutdoor, &p->luxIndexIndoor}) {
-        if (!r.F32(value)) return false;
-    }
-    uint32_t count;
-    if (!r.U32(&count) || count > kMaxCurvePoints) return false;
-    p->ctCurve.resize(count);
+    for (const ScalarKey& key : kScalarKeys) ok = ok && io.F32(&(p->*key.member));
+    ok = ok && Count(io, &p->ctCurve, kMaxCurvePoints);
     for (CurvePoint& point : p->ctCurve) {
-        if (!r.F32(&point.ct) || !r.F32(&point.rOverG) || !r.F32(&point.bOverG)) return false;
+        ok = ok && io.F32(&point.ct) && io.F32(&point.rOverG) && io.F32(&point.bOverG);
     }
-    if (!DecodePrior(&r, &p->priorOutdoor) || !DecodePrior(&r, &p->priorIndoor)) return false;
-    if (version >= 2 && !DecodeLearned(&r, &p->learned)) return false;
-    return r.AtEnd();
+    for (std::vector<PriorPoint>* prior : {&p->priorOutdoor, &p->priorIndoor}) {
+        ok = ok && Count(io, prior, kMaxPriorPoints);
+        for (PriorPoint& point : *prior) ok = ok && io.F32(&point.ct) && io.F32(&point.weight);
+    }
+    if (!ok || version < 2) return ok;
+    LearnedModel& m = p->learned;
+    if (!io.U32(&m.bins) || m.bins == 0 || m.bins > kMaxLearnedBins) return false;
+    ok = io.F32(&m.binWidth) && io.F32(&m.uStart) && io.F32(&m.vStart);
+    const size_t cells = static_cast<size_t>(m.bins) * m.bins;
+    for (std::vector<float>* map : {&m.filterMeans, &m.filterContrast, &m.filterBright, &m.bias}) {
+        map->resize(cells);
+        for (float& value : *map) ok = ok && io.F32(&value);
+    }
+    return ok;
 }
 
 uint32_t ReadU32(const uint8_t* data) {
@@ -150,13 +113,16 @@ uint32_t Crc32(const uint8_t* data, size_t size) {
 }
 
 std::vector<uint8_t> Encode(const TuningParams& params) {
+    const uint32_t version = params.learned.bins != 0 ? 2u : 1u;
     std::vector<uint8_t> payload;
-    EncodePayload(params, &payload);
+    ByteWriter writer(&payload);
+    TuningParams walked = params;
+    WalkPayload(writer, version, &walked);
     std::vector<uint8_t> file(kMagic, kMagic + 4);
     ByteWriter header(&file);
-    header.U32(params.learned.bins != 0 ? 2u : 1u);
-    header.U32(static_cast<uint32_t>(payload.size()));
-    header.U32(Crc32(payload.data(), payload.size()));
+    const uint32_t words[] = {version, static_cast<uint32_t>(payload.size()),
+                              Crc32(payload.data(), payload.size())};
+    for (const uint32_t& word : words) header.U32(&word);
     file.insert(file.end(), payload.begin(), payload.end());
     return file;
 }
@@ -197,7 +163,8 @@ bool Decode(const uint8_t* data, size_t size, TuningParams* params, std::string*
         return false;
     }
     TuningParams decoded;
-    if (!DecodePayload(data + kHeaderSize, payloadSize, version, &decoded)) {
+    ByteReader reader(data + kHeaderSize, payloadSize);
+    if (!WalkPayload(reader, version, &decoded) || !reader.AtEnd()) {
         *error = "malformed payload: its lists do not match its size";
         return false;
     }

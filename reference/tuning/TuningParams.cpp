@@ -12,6 +12,11 @@ bool InRange(float value, float low, float high) {
     return std::isfinite(value) && value >= low && value <= high;
 }
 
+bool InRange(float value, const ScalarKey& key) {
+    return std::isfinite(value) && (key.lowOpen ? value > key.low : value >= key.low) &&
+           (key.highOpen ? value < key.high : value <= key.high);
+}
+
 std::string OutOfRange(const char* key, float value, const char* range) {
     char line[160];
     std::snprintf(line, sizeof line, "%s is %g, outside %s", key, static_cast<double>(value),
@@ -96,6 +101,19 @@ std::string ValidateLearned(const LearnedModel& m) {
 
 }  // namespace
 
+TuningParams::TuningParams() {
+    for (const ScalarKey& key : kScalarKeys) this->*key.member = key.defaultValue;
+}
+
+std::string RangeText(const ScalarKey& key) {
+    // Seven digits show every float of the table as written there.
+    char text[64];
+    std::snprintf(text, sizeof text, "%c%.7g, %.7g%c", key.lowOpen ? '(' : '[',
+                  static_cast<double>(key.low), static_cast<double>(key.high),
+                  key.highOpen ? ')' : ']');
+    return text;
+}
+
 bool operator==(const LearnedModel& a, const LearnedModel& b) {
     return a.bins == b.bins && a.binWidth == b.binWidth && a.uStart == b.uStart &&
            a.vStart == b.vStart && a.filterMeans == b.filterMeans &&
@@ -117,13 +135,11 @@ bool operator==(const TuningParams& a, const TuningParams& b) {
         const CurvePoint& q = b.ctCurve[i];
         if (p.ct != q.ct || p.rOverG != q.rOverG || p.bOverG != q.bOverG) return false;
     }
-    return a.mode == b.mode && a.greyZoneWidth == b.greyZoneWidth && a.defaultCt == b.defaultCt &&
-           a.darkFraction == b.darkFraction && a.saturationFraction == b.saturationFraction &&
-           a.likelihoodSigma == b.likelihoodSigma && a.likelihoodStrength == b.likelihoodStrength &&
-           a.likelihoodFloor == b.likelihoodFloor && a.transverseLimit == b.transverseLimit &&
-           a.luxIndexOutdoor == b.luxIndexOutdoor && a.luxIndexIndoor == b.luxIndexIndoor &&
-           samePrior(a.priorOutdoor, b.priorOutdoor) && samePrior(a.priorIndoor, b.priorIndoor) &&
-           a.learned == b.learned;
+    for (const ScalarKey& key : kScalarKeys) {
+        if (a.*key.member != b.*key.member) return false;
+    }
+    return a.mode == b.mode && samePrior(a.priorOutdoor, b.priorOutdoor) &&
+           samePrior(a.priorIndoor, b.priorIndoor) && a.learned == b.learned;
 }
 
 std::string Validate(const TuningParams& p) {
@@ -149,36 +165,19 @@ std::string Validate(const TuningParams& p) {
         }
     }
     if (std::string shape = ValidateCurveShape(p.ctCurve); !shape.empty()) return shape;
-    if (!InRange(p.greyZoneWidth, 1e-6f, 1.0f)) {
-        return OutOfRange("grey_zone_width", p.greyZoneWidth, "(0, 1]");
+    for (const ScalarKey& key : kScalarKeys) {
+        if (!InRange(p.*key.member, key)) {
+            return OutOfRange(key.name, p.*key.member, RangeText(key).c_str());
+        }
     }
-    if (!InRange(p.defaultCt, p.ctCurve.front().ct, p.ctCurve.back().ct)) {
+    if (!(p.defaultCt >= p.ctCurve.front().ct && p.defaultCt <= p.ctCurve.back().ct)) {
         return OutOfRange("default_ct", p.defaultCt, "the CT range of ct_curve");
     }
-    if (!InRange(p.darkFraction, 0.0f, 0.999999f)) {
-        return OutOfRange("dark_fraction", p.darkFraction, "[0, 1)");
+    if (!(p.luxIndexOutdoor < p.luxIndexIndoor)) {
+        return "lux_index_outdoor must be below lux_index_indoor";
     }
-    if (!InRange(p.saturationFraction, 1e-6f, 1.0f)) {
-        return OutOfRange("saturation_fraction", p.saturationFraction, "(0, 1]");
-    }
-    if (!InRange(p.likelihoodSigma, 0.001f, 0.5f)) {
-        return OutOfRange("likelihood_sigma", p.likelihoodSigma, "[0.001, 0.5]");
-    }
-    if (!InRange(p.likelihoodStrength, 1e-6f, 100.0f)) {
-        return OutOfRange("likelihood_strength", p.likelihoodStrength, "(0, 100]");
-    }
-    if (!InRange(p.likelihoodFloor, 1e-9f, 1.0f)) {
-        return OutOfRange("likelihood_floor", p.likelihoodFloor, "(0, 1]");
-    }
-    if (!InRange(p.transverseLimit, 0.0f, 1.0f)) {
-        return OutOfRange("transverse_limit", p.transverseLimit, "[0, 1]");
-    }
-    if (!InRange(p.luxIndexOutdoor, 0.0f, 1e6f) || !InRange(p.luxIndexIndoor, 0.0f, 1e6f) ||
-        !(p.luxIndexOutdoor < p.luxIndexIndoor)) {
-        return "lux_index_outdoor must be >= 0 and below lux_index_indoor";
-    }
-    std::string prior = ValidatePrior("prior_outdoor", p.priorOutdoor);
-    if (prior.empty()) prior = ValidatePrior("prior_indoor", p.priorIndoor);
+    std::string prior = ValidatePrior(kPriorOutdoorKey, p.priorOutdoor);
+    if (prior.empty()) prior = ValidatePrior(kPriorIndoorKey, p.priorIndoor);
     if (prior.empty()) prior = ValidateLearned(p.learned);
     return prior;
 }

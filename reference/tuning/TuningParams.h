@@ -49,17 +49,11 @@ inline constexpr uint32_t kMinLearnedBins = 8;
 inline constexpr uint32_t kMaxLearnedBins = 64;
 
 struct TuningParams {
+    TuningParams();  // every key at its default
     AwbMode mode = AwbMode::Bayes;
-    float greyZoneWidth = 0.10f;
-    float defaultCt = 5000.0f;
-    float darkFraction = 0.01f;
-    float saturationFraction = 0.95f;
-    float likelihoodSigma = 0.03f;
-    float likelihoodStrength = 2.0f;
-    float likelihoodFloor = 0.001f;
-    float transverseLimit = 0.05f;
-    float luxIndexOutdoor = 200.0f;
-    float luxIndexIndoor = 320.0f;
+    // The scalar keys; their names, defaults and ranges are in kScalarKeys.
+    float greyZoneWidth, defaultCt, darkFraction, saturationFraction, likelihoodSigma,
+        likelihoodStrength, likelihoodFloor, transverseLimit, luxIndexOutdoor, luxIndexIndoor;
     std::vector<CurvePoint> ctCurve;  // required; no default
     std::vector<PriorPoint> priorOutdoor{
         {2000, 0.05f}, {4000, 0.3f}, {5000, 1}, {7500, 1}, {10000, 0.3f}};
@@ -67,6 +61,55 @@ struct TuningParams {
         {2000, 0.3f}, {2800, 1}, {4500, 1}, {6500, 0.4f}, {10000, 0.1f}};
     LearnedModel learned;  // required in mode learned, optional otherwise
 };
+
+// A key that is one number. Its row is all there is to know about it: the
+// YAML, the binary codec, Validate and the docs check read it from here.
+struct ScalarKey {
+    const char* name;  // in the YAML and in messages
+    const char* unit;  // as the docs table shows it
+    float TuningParams::*member;
+    float defaultValue;
+    float low;
+    float high;
+    bool lowOpen;  // the end itself is outside the range
+    bool highOpen;
+};
+
+// In payload order: the rows follow the mode word, one f32 each. Moving a
+// row moves its field in the file, which breaks every tuning already out.
+inline constexpr ScalarKey kScalarKeys[] = {
+    {"grey_zone_width", "log-chromaticity distance", &TuningParams::greyZoneWidth, 0.10f, 0, 1,
+     true, false},
+    // Also inside the curve's CT range, which Validate checks on its own.
+    {"default_ct", "K", &TuningParams::defaultCt, 5000, 1000, 20000, false, false},
+    {"dark_fraction", "fraction of full scale", &TuningParams::darkFraction, 0.01f, 0, 1, false,
+     true},
+    {"saturation_fraction", "fraction of full scale", &TuningParams::saturationFraction, 0.95f, 0,
+     1, true, false},
+    {"likelihood_sigma", "log-chromaticity distance", &TuningParams::likelihoodSigma, 0.03f, 0.001f,
+     0.5f, false, false},
+    {"likelihood_strength", "(none)", &TuningParams::likelihoodStrength, 2, 0, 100, true, false},
+    // Kept away from 0: where no region votes, ln(floor) must be the logarithm
+    // of a normal float, which the fast logarithm needs.
+    {"likelihood_floor", "fraction of regions", &TuningParams::likelihoodFloor, 0.001f, 1e-9f, 1,
+     false, false},
+    {"transverse_limit", "log-chromaticity distance", &TuningParams::transverseLimit, 0.05f, 0, 1,
+     false, false},
+    // Also outdoor below indoor, which Validate checks on its own.
+    {"lux_index_outdoor", "lux index", &TuningParams::luxIndexOutdoor, 200, 0, 1e6f, false, false},
+    {"lux_index_indoor", "lux index", &TuningParams::luxIndexIndoor, 320, 0, 1e6f, false, false},
+};
+
+// The keys that are more than one number, each read, written and checked by
+// code of its own; their names live here.
+inline constexpr char kModeKey[] = "mode";
+inline constexpr char kCurveKey[] = "ct_curve";
+inline constexpr char kPriorOutdoorKey[] = "prior_outdoor";
+inline constexpr char kPriorIndoorKey[] = "prior_indoor";
+inline constexpr char kLearnedKey[] = "learned";
+
+// The range of a scalar key as messages and the docs write it: "(0, 1]".
+std::string RangeText(const ScalarKey& key);
 
 bool operator==(const LearnedModel& a, const LearnedModel& b);
 bool operator==(const TuningParams& a, const TuningParams& b);

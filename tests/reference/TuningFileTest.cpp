@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 
 #include <cstdio>
+#include <fstream>
+#include <set>
 #include <string>
 #include <utility>
 #include <vector>
@@ -55,9 +57,11 @@ const BadFile kBadFiles[] = {
     {"CurveDescending",
      [](Bytes* f) { *f = EncodeWith([](auto& p) { std::swap(p.ctCurve[0], p.ctCurve[2]); }); },
      "ascending"},
-    {"NegativeGreyZone",
-     [](Bytes* f) { *f = EncodeWith([](auto& p) { p.greyZoneWidth = -0.1f; }); },
-     "grey_zone_width"},
+    // The ends of ranges: an open one refuses the end itself.
+    {"ZeroGreyZone", [](Bytes* f) { *f = EncodeWith([](auto& p) { p.greyZoneWidth = 0; }); },
+     "grey_zone_width is 0, outside (0, 1]"},
+    {"DarkFractionOne", [](Bytes* f) { *f = EncodeWith([](auto& p) { p.darkFraction = 1; }); },
+     "dark_fraction"},
 };
 
 // Status and standard error of loading `path`.
@@ -109,33 +113,26 @@ TEST(TuningFile, GoodFileLoadsSilentlyAndDecodesToWhatWasEncoded) {
     std::remove(path.c_str());
 }
 
-// golden/tuning-v1.bin was written by vireo-tune before format version 2
-// existed (from golden/tuning-v1.yaml): users' version-1 tunings must keep
-// loading to the same values, and a tuning without a learned model must
-// still be written byte for byte as version 1.
-TEST(TuningFile, GoldenVersionOneFileKeepsLoadingAndIsStillWrittenAsVersionOne) {
-    Bytes bytes;
-    Tuning::TuningParams loaded;
-    std::string error;
-    ASSERT_TRUE(Tuning::LoadFile(VIREO_TEST_GOLDEN_DIR "/tuning-v1.bin", &bytes, &loaded, &error))
-        << error;
-    Tuning::TuningParams expected;
-    expected.mode = Tuning::AwbMode::GreyWorld;
-    expected.ctCurve = {{2100, 1.5f, 0.25f}, {3300, 1.0f, 0.33f}, {6400, 0.45f, 0.72f}};
-    expected.greyZoneWidth = 0.125f;
-    expected.defaultCt = 4400;
-    expected.darkFraction = 0.02f;
-    expected.saturationFraction = 0.9f;
-    expected.likelihoodSigma = 0.04f;
-    expected.likelihoodStrength = 3;
-    expected.likelihoodFloor = 0.002f;
-    expected.transverseLimit = 0.06f;
-    expected.luxIndexOutdoor = 150;
-    expected.luxIndexIndoor = 300;
-    expected.priorOutdoor = {{3000, 0.5f}, {6000, 2}};
-    expected.priorIndoor = {{2500, 1.5f}, {4000, 0.75f}, {9000, 0.25f}};
-    EXPECT_TRUE(loaded == expected);
-    EXPECT_EQ(Tuning::Encode(expected), bytes);
+// The docs' Keys table gives each scalar key's unit, default and range, and
+// lists them in the payload order that its layout section refers to.
+TEST(TuningFile, DocsKeysTableSaysWhatTheKeyTableSays) {
+    std::string expected, documented;
+    std::set<std::string> keyCells;  // "| `name` |" of each scalar key
+    for (const Tuning::ScalarKey& key : Tuning::kScalarKeys) {
+        char row[200];
+        std::snprintf(row, sizeof row, "| `%s` | %s | %g | %s |\n", key.name, key.unit,
+                      static_cast<double>(key.defaultValue), Tuning::RangeText(key).c_str());
+        expected += row;
+        keyCells.insert("| `" + std::string(key.name) + "` |");
+    }
+    std::ifstream doc(VIREO_TEST_TUNING_DOC);
+    for (std::string line; std::getline(doc, line);) {
+        if (keyCells.count(line.substr(0, line.find('|', 1) + 1)) == 0) continue;
+        size_t end = 0;
+        for (int bar = 0; bar < 5; ++bar) end = line.find('|', end) + 1;
+        documented += line.substr(0, end) + "\n";
+    }
+    EXPECT_EQ(documented, expected);
 }
 
 }  // namespace

@@ -155,11 +155,8 @@ bool ParseYaml(const std::string& text, TuningParams* params, std::string* error
     TuningParams p;
     bool haveCurve = false;
     using Reader = std::function<bool(const YAML::Node&)>;
-    auto number = [&](const char* key, float* field) {
-        return Reader([=, &error](const YAML::Node& n) { return ReadFloat(n, key, field, error); });
-    };
-    const std::map<std::string, Reader> readers = {
-        {"mode",
+    std::map<std::string, Reader> readers = {
+        {kModeKey,
          [&](const YAML::Node& n) {
              const std::string mode = n.IsScalar() ? n.Scalar() : "";
              if (mode == "bayes" || mode == "grey_world" || mode == "learned") {
@@ -171,33 +168,28 @@ bool ParseYaml(const std::string& text, TuningParams* params, std::string* error
              *error = "mode (" + Where(n) + ") must be bayes, grey_world or learned";
              return false;
          }},
-        {"ct_curve",
+        {kCurveKey,
          [&](const YAML::Node& n) {
              std::vector<std::vector<float>> rows;
-             if (!ReadRows(n, "ct_curve", 3, &rows, error)) return false;
+             if (!ReadRows(n, kCurveKey, 3, &rows, error)) return false;
              p.ctCurve.clear();
              for (const auto& row : rows) p.ctCurve.push_back({row[0], row[1], row[2]});
              haveCurve = true;
              return true;
          }},
-        {"grey_zone_width", number("grey_zone_width", &p.greyZoneWidth)},
-        {"default_ct", number("default_ct", &p.defaultCt)},
-        {"dark_fraction", number("dark_fraction", &p.darkFraction)},
-        {"saturation_fraction", number("saturation_fraction", &p.saturationFraction)},
-        {"likelihood_sigma", number("likelihood_sigma", &p.likelihoodSigma)},
-        {"likelihood_strength", number("likelihood_strength", &p.likelihoodStrength)},
-        {"likelihood_floor", number("likelihood_floor", &p.likelihoodFloor)},
-        {"transverse_limit", number("transverse_limit", &p.transverseLimit)},
-        {"lux_index_outdoor", number("lux_index_outdoor", &p.luxIndexOutdoor)},
-        {"lux_index_indoor", number("lux_index_indoor", &p.luxIndexIndoor)},
-        {"prior_outdoor",
+        {kPriorOutdoorKey,
          [&](const YAML::Node& n) {
-             return ReadPrior(n, "prior_outdoor", &p.priorOutdoor, error);
+             return ReadPrior(n, kPriorOutdoorKey, &p.priorOutdoor, error);
          }},
-        {"prior_indoor",
-         [&](const YAML::Node& n) { return ReadPrior(n, "prior_indoor", &p.priorIndoor, error); }},
-        {"learned", [&](const YAML::Node& n) { return ReadLearned(n, &p.learned, error); }},
+        {kPriorIndoorKey,
+         [&](const YAML::Node& n) { return ReadPrior(n, kPriorIndoorKey, &p.priorIndoor, error); }},
+        {kLearnedKey, [&](const YAML::Node& n) { return ReadLearned(n, &p.learned, error); }},
     };
+    for (const ScalarKey& key : kScalarKeys) {
+        readers[key.name] = [&p, &error, &key](const YAML::Node& n) {
+            return ReadFloat(n, key.name, &(p.*key.member), error);
+        };
+    }
     std::map<std::string, std::string> seen;  // key -> where it was set
     for (const auto& entry : root) {
         const std::string key = entry.first.IsScalar() ? entry.first.Scalar() : "";
@@ -229,30 +221,24 @@ bool ParseYaml(const std::string& text, TuningParams* params, std::string* error
 
 std::string ToYaml(const TuningParams& p) {
     std::string out = "# Reference AWB tuning; keys and units: docs/tuning.md\n";
-    out += std::string("mode: ") +
+    out += std::string(kModeKey) + ": " +
            (p.mode == AwbMode::Bayes       ? "bayes"
             : p.mode == AwbMode::GreyWorld ? "grey_world"
                                            : "learned") +
            "\n";
-    out += "ct_curve:  # [CT K, R/G, B/G]\n";
+    out += std::string(kCurveKey) + ":  # [CT K, R/G, B/G]\n";
     for (const CurvePoint& point : p.ctCurve) {
         out += "  - [" + FloatText(point.ct) + ", " + FloatText(point.rOverG) + ", " +
                FloatText(point.bOverG) + "]\n";
     }
-    const std::pair<const char*, float> numbers[] = {
-        {"grey_zone_width", p.greyZoneWidth},     {"default_ct", p.defaultCt},
-        {"dark_fraction", p.darkFraction},        {"saturation_fraction", p.saturationFraction},
-        {"likelihood_sigma", p.likelihoodSigma},  {"likelihood_strength", p.likelihoodStrength},
-        {"likelihood_floor", p.likelihoodFloor},  {"transverse_limit", p.transverseLimit},
-        {"lux_index_outdoor", p.luxIndexOutdoor}, {"lux_index_indoor", p.luxIndexIndoor},
-    };
-    for (const auto& [key, value] : numbers)
-        out += std::string(key) + ": " + FloatText(value) + "\n";
-    WritePrior("prior_outdoor", p.priorOutdoor, &out);
-    WritePrior("prior_indoor", p.priorIndoor, &out);
+    for (const ScalarKey& key : kScalarKeys) {
+        out += std::string(key.name) + ": " + FloatText(p.*key.member) + "\n";
+    }
+    WritePrior(kPriorOutdoorKey, p.priorOutdoor, &out);
+    WritePrior(kPriorIndoorKey, p.priorIndoor, &out);
     const LearnedModel& m = p.learned;
     if (m.bins != 0) {
-        out += "learned:  # rows: ln(G/R) bins, columns: ln(G/B) bins\n";
+        out += std::string(kLearnedKey) + ":  # rows: ln(G/R) bins, columns: ln(G/B) bins\n";
         out += "  bins: " + std::to_string(m.bins) + "\n";
         out += "  bin_width: " + FloatText(m.binWidth) + "\n";
         out += "  u_start: " + FloatText(m.uStart) + "\n";
