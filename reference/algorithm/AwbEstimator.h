@@ -34,9 +34,10 @@ struct VoteLanes {
 
 struct Estimator {
     Tuning::TuningParams params;
-    // The vote's plain twin instead of its four-lane passes: the same bits,
-    // slower; for the test that holds the two together.
-    bool plainVote = false;
+    // The plain twins of the four-lane passes (FourLanes.cpp), the selection
+    // and the vote: the same bits, slower; for the tests that hold the two
+    // forms together.
+    bool plainTwins = false;
     CtCurve curve;
     float binWidth = 0.0f;
     std::vector<float> lnPriorOutdoor;  // per search bin
@@ -123,6 +124,31 @@ void GreyWorld(const Estimator& e, int32_t count, float lnRFactor, float lnBFact
                float* v);
 // The Bayesian search's part of InitEstimator: priors, smoothing, scratch.
 void InitBayes(Estimator* e);
+
+// What both forms of the vote share. The box in this module's ratios R/G,
+// B/G that holds every point within the grey zone of the curve: a region
+// outside it cannot vote.
+struct NearBox {
+    float rgLow;
+    float rgHigh;
+    float bgLow;
+    float bgHigh;
+};
+NearBox NearBoxOf(const Estimator& e, float lnRFactor, float lnBFactor);
+// The grey zone, the likelihood's width and the search bins, as the vote
+// uses them.
+struct VoteScales {
+    float widthSquared;
+    float inv2Sigma2;
+    float invBin;
+    int last;  // the last bin, margins included
+    float lastBin;
+    float margin;
+};
+VoteScales VoteScalesOf(const Estimator& e);
+// The vote four regions at a time (FourLanes.cpp): weighs the selected
+// regions in the grey zone into e->lanes; returns how many voted.
+uint32_t VoteInLanes(Estimator* e, int32_t count, float lnRFactor, float lnBFactor);
 
 }  // namespace Awb
 }  // namespace Vireo

@@ -298,7 +298,7 @@ TEST_P(VoteTwins, GiveTheSameResultBitForBit) {
     for (int run = 0; run < 3; ++run) {
         Awb::Estimator estimator;
         Awb::InitEstimator(TestTuning(GetParam().mode), &estimator);
-        estimator.plainVote = run == 0;
+        estimator.plainTwins = run == 0;
         if (run == 2) {
             ASSERT_EQ(Awb::Estimate(&estimator, Frame(larger, 300), &results[run]), 0);
         }
