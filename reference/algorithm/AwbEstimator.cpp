@@ -29,7 +29,9 @@ uint32_t RoundCct(float mired) {
 uint32_t SelectAll(Estimator* e, const VireoAwbFrame& frame, int32_t count) {
     const SelectedRegions out{e->meanR.data(), e->meanG.data(), e->meanB.data(),
                               e->selected.data()};
-    return SelectRegions(frame.regions, count, MakeLimits(frame, e->params), out);
+    const SelectionLimits limits = MakeLimits(frame, e->params);
+    return e->plainTwins ? SelectRegionsPlain(frame.regions, count, limits, out)
+                         : SelectRegions(frame.regions, count, limits, out);
 }
 
 }  // namespace
@@ -74,8 +76,8 @@ int Estimate(Estimator* e, const VireoAwbFrame& frame, VireoAwbResult* result) {
     const float lnRFactor = std::log(rFactor);
     const float lnBFactor = std::log(bFactor);
 
-    // Room for the passes, which work a group of lanes at a time.
-    const size_t room = (static_cast<size_t>(count) + kMaxLanes - 1) / kMaxLanes * kMaxLanes;
+    // Room for the four-lane passes, which fill whole groups of four.
+    const size_t room = (static_cast<size_t>(count) + 3) / 4 * 4;
     if (e->meanR.size() < room) {
         for (std::vector<float>* scratch : {&e->meanR, &e->meanG, &e->meanB, &e->selected, &e->u,
                                             &e->v, &e->chosen, &e->along, &e->squared, &e->side}) {

@@ -34,6 +34,10 @@ struct VoteLanes {
 
 struct Estimator {
     Tuning::TuningParams params;
+    // The plain twins of the four-lane passes (FourLanes.cpp), the selection
+    // and the vote: the same bits, slower; for the tests that hold the two
+    // forms together.
+    bool plainTwins = false;
     CtCurve curve;
     float binWidth = 0.0f;
     std::vector<float> lnPriorOutdoor;  // per search bin
@@ -51,12 +55,13 @@ struct Estimator {
     float nearLowV = 0.0f;
     float nearHighV = 0.0f;
     // Scratch reused from sample to sample, so a steady run allocates nothing.
-    // Per region: R, green and B means, and whether it is selected (1/0).
+    // Per region, with room for whole groups of four: R, green and B means,
+    // and whether it is selected (1/0).
     std::vector<float> meanR;
     std::vector<float> meanG;
     std::vector<float> meanB;
     std::vector<float> selected;
-    // Per group of regions that may vote, packed: log chromaticity
+    // Per group of four regions that may vote, packed: log chromaticity
     // (later the vote weights), which lanes are selected (1/0), place along
     // the curve, squared distance from it, the side it lies on (later the
     // vote times the signed distance) and the lower search bin of the vote.
@@ -119,6 +124,31 @@ void GreyWorld(const Estimator& e, int32_t count, float lnRFactor, float lnBFact
                float* v);
 // The Bayesian search's part of InitEstimator: priors, smoothing, scratch.
 void InitBayes(Estimator* e);
+
+// What both forms of the vote share. The box in this module's ratios R/G,
+// B/G that holds every point within the grey zone of the curve: a region
+// outside it cannot vote.
+struct NearBox {
+    float rgLow;
+    float rgHigh;
+    float bgLow;
+    float bgHigh;
+};
+NearBox NearBoxOf(const Estimator& e, float lnRFactor, float lnBFactor);
+// The grey zone, the likelihood's width and the search bins, as the vote
+// uses them.
+struct VoteScales {
+    float widthSquared;
+    float inv2Sigma2;
+    float invBin;
+    int last;  // the last bin, margins included
+    float lastBin;
+    float margin;
+};
+VoteScales VoteScalesOf(const Estimator& e);
+// The vote four regions at a time (FourLanes.cpp): weighs the selected
+// regions in the grey zone into e->lanes; returns how many voted.
+uint32_t VoteInLanes(Estimator* e, int32_t count, float lnRFactor, float lnBFactor);
 
 }  // namespace Awb
 }  // namespace Vireo

@@ -42,11 +42,6 @@ CtCurve BuildCurve(const std::vector<Tuning::CurvePoint>& points) {
         curve.segments.push_back({a.u, a.v, b.u - a.u, b.v - a.v, inverse, a.s, length, unitU,
                                   unitV, a.u * unitU + a.v * unitV, a.v * unitU - a.u * unitV});
     }
-    for (const CurveSegment& g : curve.segments) {
-        curve.segmentLanes.push_back({Broadcasted(g.unitU), Broadcasted(g.unitV),
-                                      Broadcasted(g.startAlong), Broadcasted(g.startAcross),
-                                      Broadcasted(g.length), Broadcasted(g.s)});
-    }
     CurveBand& band = curve.band;
     const CurveNode& first = curve.nodes.front();
     const CurveNode& last = curve.nodes.back();
@@ -77,15 +72,10 @@ void IndexSegments(float reach, CtCurve* curve) {
         return (node.u - band.originU) * band.unitU + (node.v - band.originV) * band.unitV;
     };
     index.reach = reach;
-    BandLanes& lanes = curve->bandLanes;
-    lanes.originU = Broadcasted(band.originU);
-    lanes.originV = Broadcasted(band.originV);
-    lanes.unitU = Broadcasted(band.unitU);
-    lanes.unitV = Broadcasted(band.unitV);
-    lanes.alongLow = Broadcasted(band.alongMin - reach);
-    lanes.alongHigh = Broadcasted(band.alongMax + reach);
-    lanes.acrossLow = Broadcasted(band.acrossMin - reach);
-    lanes.acrossHigh = Broadcasted(band.acrossMax + reach);
+    index.alongLow = band.alongMin - reach;
+    index.alongHigh = band.alongMax + reach;
+    index.acrossLow = band.acrossMin - reach;
+    index.acrossHigh = band.acrossMax + reach;
     index.origin = band.alongMin - reach;
     const float span = band.alongMax - band.alongMin + 2.0f * reach;
     index.scale = span > 0.0f ? static_cast<float>(kSlices) / span : 0.0f;

@@ -10,7 +10,6 @@
 #include <cstring>
 #include <vector>
 
-#include "Lanes.h"
 #include "TuningParams.h"
 
 namespace Vireo {
@@ -42,17 +41,6 @@ struct CurveSegment {
     float startAcross;
 };
 
-// What ProjectLanes needs of a segment, each value already in every lane,
-// so the loop over segments loads rather than broadcasts.
-struct SegmentLanes {
-    Broadcast unitU;
-    Broadcast unitV;
-    Broadcast startAlong;
-    Broadcast startAcross;
-    Broadcast length;
-    Broadcast s;
-};
-
 // The chord from the first node to the last, and the band around it that
 // holds the whole curve: coordinates along and across the chord.
 struct CurveBand {
@@ -66,21 +54,6 @@ struct CurveBand {
     float acrossMax = 0.0f;
 };
 
-// The band in vector lanes, with its limits widened by the index's reach,
-// kept as data so the test of a group of points reads them straight from
-// memory instead of broadcasting each scalar again for every group. The
-// defaults hold every point inside.
-struct BandLanes {
-    Broadcast originU = Broadcasted(0.0f);
-    Broadcast originV = Broadcasted(0.0f);
-    Broadcast unitU = Broadcasted(1.0f);
-    Broadcast unitV = Broadcasted(0.0f);
-    Broadcast alongLow = Broadcasted(-INFINITY);
-    Broadcast alongHigh = Broadcasted(INFINITY);
-    Broadcast acrossLow = Broadcasted(-INFINITY);
-    Broadcast acrossHigh = Broadcasted(INFINITY);
-};
-
 // For slices of the band along the chord, the segments that can hold the
 // nearest curve point of any point in the slice that lies within reach of
 // the curve (see IndexSegments). Neither first nor last ever falls
@@ -88,8 +61,14 @@ struct BandLanes {
 // segments first[a] to last[b] are enough.
 struct SegmentIndex {
     float reach = INFINITY;  // INFINITY: not built, every segment is a candidate
-    float origin = 0.0f;     // chord coordinate where slice 0 starts
-    float scale = 0.0f;      // slices per unit of chord coordinate
+    // The band widened by reach on every side: a point outside it is
+    // farther than reach from the curve.
+    float alongLow = -INFINITY;
+    float alongHigh = INFINITY;
+    float acrossLow = -INFINITY;
+    float acrossHigh = INFINITY;
+    float origin = 0.0f;  // chord coordinate where slice 0 starts
+    float scale = 0.0f;   // slices per unit of chord coordinate
     std::vector<uint8_t> first;
     std::vector<uint8_t> last;
 };
@@ -97,10 +76,8 @@ struct SegmentIndex {
 struct CtCurve {
     std::vector<CurveNode> nodes;  // at least two
     std::vector<CurveSegment> segments;
-    std::vector<SegmentLanes> segmentLanes;  // the same segments, for ProjectLanes
     float length = 0.0f;
     CurveBand band;
-    BandLanes bandLanes;  // filled with the index
     SegmentIndex index;
 };
 
@@ -150,71 +127,53 @@ inline CurvePosition Project(const CtCurve& curve, float u, float v) {
     return {bestS, bestSide >= 0.0f ? distance : -distance};
 }
 
-// Project for a point in every lane at once: arc length, squared distance,
-// and a value whose sign is the side.
-// Points farther than the index's reach get a squared distance above
-// reach^2, not necessarily the exact one.
-template <typename F>
-VIREO_LANES_INLINE void ProjectLanes(const CtCurve& curve, F pu, F pv, F* along, F* squared,
-                                     F* side) {
-    typedef MaskOf<F> I;
-    const F zero = Splat<F>(0.0f);
-    const BandLanes& band = curve.bandLanes;
+// What the vote needs of a point's projection: the arc length of its
+// nearest curve point, the squared distance, and a value whose sign is the
+// side. Only the segments the index names are tried, so a point farther
+// than the index's reach gets a squared distance above reach^2, not
+// necessarily the exact one.
+struct NearPosition {
+    float along;
+    float squared;
+    float side;
+};
+
+// Inline: it runs for every region near the curve of every sample.
+inline NearPosition ProjectNear(const CtCurve& curve, float u, float v) {
+    const CurveBand& band = curve.band;
     const SegmentIndex& index = curve.index;
-    F best = Splat<F>(INFINITY);
-    F bestAlong = zero;
-    F bestSide = zero;
-    // Points all farther than reach from the band that holds the curve need
-    // no exact answer: coloured regions are cheap.
-    const F du = pu - Lanes<F>(band.originU);
-    const F dv = pv - Lanes<F>(band.originV);
-    const F x = du * Lanes<F>(band.unitU) + dv * Lanes<F>(band.unitV);
-    const F y = dv * Lanes<F>(band.unitU) - du * Lanes<F>(band.unitV);
-    const I outside = (x < Lanes<F>(band.alongLow)) | (x > Lanes<F>(band.alongHigh)) |
-                      (y < Lanes<F>(band.acrossLow)) | (y > Lanes<F>(band.acrossHigh));
-    if (!AnyLane(~outside)) {
-        *along = bestAlong;
-        *squared = best;
-        *side = bestSide;
-        return;
+    NearPosition best{0.0f, INFINITY, 0.0f};
+    // Coordinates along and across the chord; a point outside the widened
+    // band is far from the curve and needs no exact answer.
+    const float du = u - band.originU;
+    const float dv = v - band.originV;
+    const float chord = du * band.unitU + dv * band.unitV;
+    const float across = dv * band.unitU - du * band.unitV;
+    if (chord < index.alongLow || chord > index.alongHigh || across < index.acrossLow ||
+        across > index.acrossHigh) {
+        return best;
     }
-    // The candidate segments of the points' slices.
     size_t from = 0;
     size_t to = curve.segments.size();
     const int slices = static_cast<int>(index.first.size());
     if (slices > 0) {
-        float lowest = x[0];
-        float highest = x[0];
-        for (int k = 1; k < kLanesOf<F>; ++k) {
-            lowest = std::min(lowest, x[k]);
-            highest = std::max(highest, x[k]);
-        }
         const float top = static_cast<float>(slices - 1);
-        const float a = std::min(std::max((lowest - index.origin) * index.scale, 0.0f), top);
-        const float b = std::min(std::max((highest - index.origin) * index.scale, 0.0f), top);
-        from = index.first[static_cast<int>(a)];
-        to = static_cast<size_t>(index.last[static_cast<int>(b)]) + 1;
+        const int slice =
+            static_cast<int>(std::min(std::max((chord - index.origin) * index.scale, 0.0f), top));
+        from = index.first[slice];
+        to = static_cast<size_t>(index.last[slice]) + 1;
     }
     for (size_t k = from; k < to; ++k) {
-        const SegmentLanes& g = curve.segmentLanes[k];
-        const F unitU = Lanes<F>(g.unitU);
-        const F unitV = Lanes<F>(g.unitV);
-        const F length = Lanes<F>(g.length);
+        const CurveSegment& g = curve.segments[k];
         // In the segment's frame: x along it from its start, y across.
-        const F x = pu * unitU + pv * unitV - Lanes<F>(g.startAlong);
-        const F y = pv * unitU - pu * unitV - Lanes<F>(g.startAcross);
-        F onSegment = x < zero ? zero : x;
-        onSegment = onSegment > length ? length : onSegment;
-        const F beyond = x - onSegment;
-        const F candidate = beyond * beyond + y * y;
-        const I closer = candidate < best;
-        bestAlong = closer ? Lanes<F>(g.s) + onSegment : bestAlong;
-        bestSide = closer ? y : bestSide;
-        best = closer ? candidate : best;
+        const float x = u * g.unitU + v * g.unitV - g.startAlong;
+        const float y = v * g.unitU - u * g.unitV - g.startAcross;
+        const float onSegment = std::min(std::max(x, 0.0f), g.length);
+        const float beyond = x - onSegment;
+        const float candidate = beyond * beyond + y * y;
+        if (candidate < best.squared) best = {g.s + onSegment, candidate, y};
     }
-    *along = bestAlong;
-    *squared = best;
-    *side = bestSide;
+    return best;
 }
 
 // s is clamped to [0, length].

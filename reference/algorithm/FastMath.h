@@ -41,6 +41,27 @@ inline float FastLn(float x) {
     return static_cast<float>(exponent) * 0.693147181f + p;
 }
 
+// exp(-x) for x >= 0 (anything above 80 gives about 0): 2^(-x log2 e) split
+// into a power of two built in the exponent bits and a degree-5 polynomial
+// for 2^f on [0, 1) (relative error below 1e-4).
+inline float FastNegExp(float x) {
+    float y = x * -1.44269504f;
+    y = y < -126.0f ? -126.0f : y;
+    // Conversion truncates; one less below zero makes it the floor.
+    const int whole = static_cast<int>(y) - (y < 0.0f ? 1 : 0);
+    const float f = y - static_cast<float>(whole);  // [0, 1]
+    float p = 0.00133335581f;
+    p = p * f + 0.00961812911f;
+    p = p * f + 0.0555041087f;
+    p = p * f + 0.240226507f;
+    p = p * f + 0.693147182f;
+    p = p * f + 1.0f;
+    const uint32_t bits = static_cast<uint32_t>(whole + 127) << 23;
+    float power;
+    std::memcpy(&power, &bits, sizeof power);
+    return p * power;
+}
+
 // The whole-vector constants of FastLnLanes and FastNegExpLanes. They are
 // defined in FastMath.cpp on purpose: where GCC sees the values it rebuilds
 // each vector from a scalar (a load and a shuffle) at every use on SSE2,
@@ -78,9 +99,7 @@ VIREO_LANES_INLINE F FastLnLanes(F x) {
     return __builtin_convertvector(exponent, F) * Lanes<F>(k.ln2) + p;
 }
 
-// exp(-x) for x >= 0 on every lane (anything above 80 gives about 0):
-// 2^(-x log2 e) split into a power of two built in the exponent bits and a
-// degree-5 polynomial for 2^f on [0, 1) (relative error below 1e-4).
+// FastNegExp on every lane at once, the same steps in the same order.
 template <typename F>
 VIREO_LANES_INLINE F FastNegExpLanes(F x) {
     typedef MaskOf<F> I;

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <cstring>
 #include <limits>
 #include <vector>
 
@@ -38,9 +39,11 @@ VireoAwbFrame Frame(const Regions& regions, float luxIndex = 260.0f) {
     return frame;
 }
 
-VireoAwbResult Decide(const VireoAwbFrame& frame, Tuning::AwbMode mode = Tuning::AwbMode::Bayes) {
+VireoAwbResult Decide(const VireoAwbFrame& frame, Tuning::AwbMode mode = Tuning::AwbMode::Bayes,
+                      bool plainTwins = false) {
     Awb::Estimator estimator;
     Awb::InitEstimator(TestTuning(mode), &estimator);
+    estimator.plainTwins = plainTwins;
     VireoAwbResult result{};
     EXPECT_EQ(Awb::Estimate(&estimator, frame, &result), 0);
     return result;
@@ -157,6 +160,18 @@ const SelectionCase kSelectionCases[] = {
      [](VireoAwbRegion* r, VireoAwbFrame*) { r->gbCount = 0, r->gbSum = 0; }, false},
     {"SampleThreshold", [](VireoAwbRegion*, VireoAwbFrame* f) { f->saturationThreshold[0] = 400; },
      true},
+    // Each green channel and B against its own level: one mean above its
+    // channel's level, the others' levels left at full scale.
+    {"SampleThresholdGb",
+     [](VireoAwbRegion* r, VireoAwbFrame* f) {
+         f->saturationThreshold[2] = 600, r->gbSum = 700 * r->gbCount;
+     },
+     true},
+    {"SampleThresholdB",
+     [](VireoAwbRegion* r, VireoAwbFrame* f) {
+         f->saturationThreshold[3] = 600, r->bSum = 700 * r->bCount;
+     },
+     true},
     {"FullScaleOfBitDepth", [](VireoAwbRegion* r, VireoAwbFrame*) { r->rSum = 1000 * 64; }, true},
     {"TooDark",
      [](VireoAwbRegion* r, VireoAwbFrame*) {
@@ -175,12 +190,14 @@ TEST_P(RegionSelection, OnlyUsableRegionsCount) {
     regions.push_back(Testing::MakeRegion({4.0f, 1.0f, 0.3f}, light, 200.0f, 0.0f, &lcg));
     VireoAwbFrame frame = Frame(regions);
     GetParam().spoil(&regions.back(), &frame);
-    const VireoAwbResult result = Decide(frame, Tuning::AwbMode::GreyWorld);
-    EXPECT_EQ(result.validRegionCount, GetParam().excluded ? 40u : 41u);
-    if (GetParam().excluded) {
-        EXPECT_LT(GainError(result, light), 0.01);
-    } else {
-        EXPECT_GT(GainError(result, light), 1.0);
+    for (bool plain : {false, true}) {  // the four-lane selection and its twin
+        const VireoAwbResult result = Decide(frame, Tuning::AwbMode::GreyWorld, plain);
+        EXPECT_EQ(result.validRegionCount, GetParam().excluded ? 40u : 41u) << plain;
+        if (GetParam().excluded) {
+            EXPECT_LT(GainError(result, light), 0.01);
+        } else {
+            EXPECT_GT(GainError(result, light), 1.0);
+        }
     }
 }
 
@@ -254,7 +271,24 @@ struct PassCase {
     const char* name;
     Regions regions;
     Tuning::AwbMode mode;
+    std::vector<Tuning::CurvePoint> curve = {};  // empty: the test tuning's
 };
+
+Tuning::TuningParams PassTuning(const PassCase& c) {
+    Tuning::TuningParams p = TestTuning(c.mode);
+    if (!c.curve.empty()) p.ctCurve = c.curve;
+    return p;
+}
+
+// A region of grey seen at (u, v) = (ln R/G, ln B/G).
+VireoAwbRegion GreyAt(float u, float v) {
+    VireoAwbRegion region{};
+    region.rCount = region.bCount = region.grCount = region.gbCount = 64;
+    region.grSum = region.gbSum = 300 * 64;
+    region.rSum = std::lround(300.0f * 64 * std::exp(u));
+    region.bSum = std::lround(300.0f * 64 * std::exp(v));
+    return region;
+}
 
 // Full and partial groups of four, pixel counts changing within a group, sums
 // that do not fit 31 bits, coloured regions outside the grey zone.
@@ -280,10 +314,111 @@ std::vector<PassCase> PassCases() {
     mixed[40].rSum = int64_t{1} << 40;  // saturated, and beyond 31 bits
     mixed[77].gbSum = -5;
     cases.push_back({"MixedCountsAndWideSums", mixed, Tuning::AwbMode::Bayes});
+    // A curve that runs along its chord (u + 0.8 here) out to 1.6, back to
+    // -0.6 and forward to its end at 1.0. Each group of four holds points
+    // in the slices at -0.5 and 1.5, on the first segment at 0.5 (not a
+    // candidate of the slice at -0.5 alone) and on the last one at 0.8 (not
+    // a candidate of the slice at 1.5 alone).
+    Regions folds;
+    for (int group = 0; group < 3; ++group) {
+        for (const auto& at : {std::pair{-0.3f, -1.09f}, std::pair{-1.3f, 0.1f},
+                               std::pair{0.0f, -0.85f}, std::pair{0.7f, -1.23f}}) {
+            folds.push_back(GreyAt(at.first + 0.01f * group, at.second));
+        }
+    }
+    cases.push_back({"FoldingCurveGroupAcrossSlices",
+                     folds,
+                     Tuning::AwbMode::Bayes,
+                     {{2300, 0.449f, 0.368f},
+                      {3000, 2.226f, 0.273f},
+                      {4000, 0.247f, 1.221f},
+                      {5000, 1.221f, 0.368f}}});
     return cases;
 }
 
 void PrintTo(const PassCase& c, std::ostream* os) { *os << c.name; }
+
+// The four-lane vote against its plain twin, bit for bit: once on a fresh
+// estimator, once after a larger, different sample whose scratch must not
+// leak into the next answer.
+class VoteTwins : public ::testing::TestWithParam<PassCase> {};
+
+TEST_P(VoteTwins, GiveTheSameResultBitForBit) {
+    const VireoAwbFrame frame = Frame(GetParam().regions, 300);
+    const Regions larger = MakeScene(64 * 48 + 13, {0.45f, 0.70f}, Testing::kGrey, 0.0f, 0.05f, 99);
+    VireoAwbResult results[3];  // plain, four lanes, four lanes after the larger sample
+    for (int run = 0; run < 3; ++run) {
+        Awb::Estimator estimator;
+        Awb::InitEstimator(PassTuning(GetParam()), &estimator);
+        estimator.plainTwins = run == 0;
+        if (run == 2) {
+            ASSERT_EQ(Awb::Estimate(&estimator, Frame(larger, 300), &results[run]), 0);
+        }
+        ASSERT_EQ(Awb::Estimate(&estimator, frame, &results[run]), 0);
+    }
+    EXPECT_GT(results[0].validRegionCount, 0u);
+    for (int run : {1, 2}) {
+        // NOLINTNEXTLINE(bugprone-suspicious-memory-comparison): the bits are the point
+        EXPECT_EQ(std::memcmp(&results[0], &results[run], sizeof results[0]), 0)
+            << "run " << run << ": cct " << results[0].cct << " vs " << results[run].cct;
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Scenes, VoteTwins, ::testing::ValuesIn(PassCases()),
+                         [](const auto& info) { return std::string(info.param.name); });
+
+// The indexed projection the vote uses tries only the segments its slice
+// names; for points within reach of the curve (off its bends, its ends,
+// both sides, at slice edges) it must find the nearest point the
+// exhaustive projection finds.
+class SegmentIndex : public ::testing::TestWithParam<std::vector<Tuning::CurvePoint>> {};
+
+TEST_P(SegmentIndex, FindsTheNearestSegmentWithinReach) {
+    Awb::CtCurve curve = Awb::BuildCurve(GetParam());
+    const float reach = 0.08f;
+    Awb::IndexSegments(reach, &curve);
+    int tried = 0;
+    for (float s = -0.05f; s <= curve.length + 0.05f; s += curve.length / 97.0f) {
+        for (float across : {-0.95f, -0.5f, 0.0f, 0.5f, 0.95f}) {
+            const Awb::CurvePoint2 at = Awb::PointAt(curve, s);
+            const float u = at.u + across * reach * at.normalU;
+            const float v = at.v + across * reach * at.normalV;
+            const float exact = Awb::Project(curve, u, v).distance;
+            if (std::fabs(exact) > 0.95f * reach) continue;
+            const Awb::NearPosition near = Awb::ProjectNear(curve, u, v);
+            EXPECT_NEAR(std::sqrt(near.squared), std::fabs(exact), 1e-5f) << "s " << s;
+            ++tried;
+        }
+    }
+    EXPECT_GT(tried, 400);
+}
+
+// The test tuning's curve, and one that folds back across its chord.
+INSTANTIATE_TEST_SUITE_P(Curves, SegmentIndex,
+                         ::testing::Values(TestTuning().ctCurve,
+                                           std::vector<Tuning::CurvePoint>{{2300, 1.0f, 0.30f},
+                                                                           {3000, 0.80f, 0.40f},
+                                                                           {4000, 0.70f, 0.55f},
+                                                                           {5000, 0.75f, 0.70f},
+                                                                           {6500, 0.90f, 0.75f}}));
+
+// The vector logarithm and exponential against their scalar twins, bit for
+// bit, over the binades the passes meet.
+TEST(FastMath, LanesMatchScalarBitForBit) {
+    const float ln[4][4] = {{1e-3f, 0.0371f, 0.5f, 0.70710677f},
+                            {0.7071068f, 1.0f, 1.41421354f, 1.41421366f},
+                            {2.0f, 3.14159f, 17.5f, 1000.0f},
+                            {1.0e-20f, 6.0e4f, 0.999999f, 1.000001f}};
+    const float exp[2][4] = {{0.0f, 0.013f, 0.5f, 1.0f}, {2.5f, 7.25f, 30.0f, 90.0f}};
+    for (const auto& x : ln) {
+        const Awb::Float4 lanes = Awb::FastLnLanes(Awb::Load<Awb::Float4>(x));
+        for (int k = 0; k < 4; ++k) EXPECT_EQ(lanes[k], Awb::FastLn(x[k])) << x[k];
+    }
+    for (const auto& x : exp) {
+        const Awb::Float4 lanes = Awb::FastNegExpLanes(Awb::Load<Awb::Float4>(x));
+        for (int k = 0; k < 4; ++k) EXPECT_EQ(lanes[k], Awb::FastNegExp(x[k])) << x[k];
+    }
+}
 
 // The explanation's weights agree with the decision they explain: as many
 // regions at or above 0 as were selected, above 0 as voted (all of them
@@ -293,7 +428,7 @@ class Explanation : public ::testing::TestWithParam<PassCase> {};
 TEST_P(Explanation, WeightsAgreeWithTheDecision) {
     const VireoAwbFrame frame = Frame(GetParam().regions, 300);
     Awb::Estimator estimator;
-    Awb::InitEstimator(TestTuning(GetParam().mode), &estimator);
+    Awb::InitEstimator(PassTuning(GetParam()), &estimator);
     VireoAwbResult result{};
     ASSERT_EQ(Awb::Estimate(&estimator, frame, &result), 0);
     std::vector<float> weights(GetParam().regions.size() + 3, 7.0f);

@@ -1,0 +1,314 @@
+// The per-region passes of the decision, four regions at a time in vector
+// lanes (Lanes.h): the region selection and the Bayesian vote. They are the
+// costly part of a sample, and each is the twin of a plain form elsewhere
+// (SelectRegionsPlain in RegionSelection.cpp, the plain vote in
+// BayesEstimator.cpp) that computes the same bits in the same order: the
+// tests run both forms and compare the decisions bit for bit. Every
+// hand-written vector loop of the selection and the vote lives in this file.
+#include <algorithm>
+#include <cmath>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+
+#include "AwbEstimator.h"
+#include "FastMath.h"
+#include "Lanes.h"
+#include "RegionSelection.h"
+
+namespace Vireo {
+namespace Awb {
+
+namespace {
+
+using F4 = Float4;
+using I4 = Int4;
+
+// --- the selection -----------------------------------------------------------
+
+// The channel means of a group of four regions, one per lane, and the share
+// of each green channel's mean in the green mean.
+struct GroupMeans {
+    F4 r;
+    F4 b;
+    F4 gr;
+    F4 gb;
+    F4 greenShare;
+};
+
+static_assert(offsetof(VireoAwbRegion, bSum) == offsetof(VireoAwbRegion, rSum) + 8 &&
+                  offsetof(VireoAwbRegion, grSum) == offsetof(VireoAwbRegion, rSum) + 16 &&
+                  offsetof(VireoAwbRegion, gbSum) == offsetof(VireoAwbRegion, rSum) + 24,
+              "the four sums lie side by side");
+
+// The four sums of four records as floats, in the order R, B, GR, GB. For
+// the usual sums that fit 31 bits, their low words are gathered by shuffles
+// and converted four at a time, where each 64-bit sum would cost a
+// conversion of its own; both round the same exact integer, so the floats
+// are the same. Any larger or negative sum: one conversion per sum.
+VIREO_LANES_INLINE GroupMeans SumsOf(const VireoAwbRegion* four) {
+    I4 rb[4];
+    I4 greens[4];
+    for (int k = 0; k < 4; ++k) {
+        std::memcpy(&rb[k], &four[k].rSum, sizeof rb[k]);
+        std::memcpy(&greens[k], &four[k].grSum, sizeof greens[k]);
+    }
+    const I4 all =
+        (rb[0] | rb[1]) | (rb[2] | rb[3]) | (greens[0] | greens[1]) | (greens[2] | greens[3]);
+    // Little-endian words {low, high, low, high}: the high words zero and the
+    // low words' top bits clear.
+    if (AnyLane(all & I4{INT32_MIN, -1, INT32_MIN, -1})) {
+        auto lanes = [four](int64_t VireoAwbRegion::*sum) {
+            return F4{static_cast<float>(four[0].*sum), static_cast<float>(four[1].*sum),
+                      static_cast<float>(four[2].*sum), static_cast<float>(four[3].*sum)};
+        };
+        return {lanes(&VireoAwbRegion::rSum), lanes(&VireoAwbRegion::bSum),
+                lanes(&VireoAwbRegion::grSum), lanes(&VireoAwbRegion::gbSum), F4{}};
+    }
+    // {R0, B0, R1, B1} and {R2, B2, R3, B3}, then R and B apart; the same
+    // for the greens.
+    const I4 rb01 = __builtin_shufflevector(rb[0], rb[1], 0, 2, 4, 6);
+    const I4 rb23 = __builtin_shufflevector(rb[2], rb[3], 0, 2, 4, 6);
+    const I4 g01 = __builtin_shufflevector(greens[0], greens[1], 0, 2, 4, 6);
+    const I4 g23 = __builtin_shufflevector(greens[2], greens[3], 0, 2, 4, 6);
+    return {__builtin_convertvector(__builtin_shufflevector(rb01, rb23, 0, 2, 4, 6), F4),
+            __builtin_convertvector(__builtin_shufflevector(rb01, rb23, 1, 3, 5, 7), F4),
+            __builtin_convertvector(__builtin_shufflevector(g01, g23, 0, 2, 4, 6), F4),
+            __builtin_convertvector(__builtin_shufflevector(g01, g23, 1, 3, 5, 7), F4), F4{}};
+}
+
+// Records whose counts differ from the ones in scales, and the last group of
+// a sample: one region at a time, as the plain form does. Lanes past `lanes`
+// read as regions without pixels.
+VIREO_LANES_INLINE GroupMeans MeansOfEach(const VireoAwbRegion* group, int32_t lanes,
+                                          Scales* scales) {
+    float r[4] = {};
+    float b[4] = {};
+    float gr[4] = {};
+    float gb[4] = {};
+    float share[4] = {};
+    for (int32_t k = 0; k < lanes; ++k) {
+        UpdateScales(group[k], scales);
+        r[k] = static_cast<float>(group[k].rSum) * scales->inverse[0];
+        b[k] = static_cast<float>(group[k].bSum) * scales->inverse[1];
+        gr[k] = static_cast<float>(group[k].grSum) * scales->inverse[2];
+        gb[k] = static_cast<float>(group[k].gbSum) * scales->inverse[3];
+        share[k] = scales->greenShare;
+    }
+    return {Load<F4>(r), Load<F4>(b), Load<F4>(gr), Load<F4>(gb), Load<F4>(share)};
+}
+
+}  // namespace
+
+uint32_t SelectRegions(const VireoAwbRegion* regions, int32_t count, const SelectionLimits& limits,
+                       const SelectedRegions& out) {
+    // Locals, so the stores into the float arrays cannot make the loop read
+    // them again.
+    const float saturationR = limits.saturation[0];
+    const float saturationGr = limits.saturation[1];
+    const float saturationGb = limits.saturation[2];
+    const float saturationB = limits.saturation[3];
+    // A zero dark level still asks for a positive green mean.
+    const float darkGreen = std::max(limits.darkGreen, 1e-30f);
+    float* const outR = out.r;
+    float* const outG = out.g;
+    float* const outB = out.b;
+    float* const outSelected = out.selected;
+    Scales scales;
+    GroupMeans shared{};  // the scales of `scales`, in every lane
+    I4 chosen = Splat<I4>(0);
+    for (int32_t i = 0; i < count; i += 4) {
+        const VireoAwbRegion* group = regions + i;
+        const int32_t lanes = std::min<int32_t>(count - i, 4);
+        uint64_t differ = lanes == 4 ? 0 : 1;
+        for (int32_t k = 0; k < lanes; ++k) differ |= CountsOf(group[k]) ^ scales.counts;
+        GroupMeans m;
+        if (differ == 0) {
+            // The usual case: the whole grid shares its pixel counts.
+            const GroupMeans sums = SumsOf(group);
+            m = {sums.r * shared.r, sums.b * shared.b, sums.gr * shared.gr, sums.gb * shared.gb,
+                 shared.greenShare};
+        } else {
+            m = MeansOfEach(group, lanes, &scales);
+            shared = {Splat<F4>(scales.inverse[0]), Splat<F4>(scales.inverse[1]),
+                      Splat<F4>(scales.inverse[2]), Splat<F4>(scales.inverse[3]),
+                      Splat<F4>(scales.greenShare)};
+        }
+        // A green channel without pixels reads 0 and has no share.
+        const F4 green = (m.gr + m.gb) * m.greenShare;
+        const I4 usable = (m.greenShare > 0.0f) & (m.r < saturationR) & (m.gr < saturationGr) &
+                          (m.gb < saturationGb) & (m.b < saturationB) & (green >= darkGreen) &
+                          (m.r > 0.0f) & (m.b > 0.0f);
+        Store(outR + i, m.r);
+        Store(outG + i, usable ? green : Splat<F4>(1.0f));
+        Store(outB + i, m.b);
+        Store(outSelected + i, usable ? Splat<F4>(1.0f) : Splat<F4>(0.0f));
+        chosen += usable;
+    }
+    return CountLanes(chosen);
+}
+
+namespace {
+
+// --- the vote ----------------------------------------------------------------
+
+// ProjectNear for a point in every lane at once: arc length, squared
+// distance, and a value whose sign is the side. The group tries the
+// segments of every slice its points fall in, which holds each point's own
+// candidates (the index's envelopes); the nearest is the same.
+void ProjectLanes(const CtCurve& curve, F4 pu, F4 pv, F4* along, F4* squared, F4* side) {
+    const F4 zero = Splat<F4>(0.0f);
+    const CurveBand& band = curve.band;
+    const SegmentIndex& index = curve.index;
+    F4 best = Splat<F4>(INFINITY);
+    F4 bestAlong = zero;
+    F4 bestSide = zero;
+    // Points all farther than reach from the band that holds the curve need
+    // no exact answer: coloured regions are cheap.
+    const F4 du = pu - Splat<F4>(band.originU);
+    const F4 dv = pv - Splat<F4>(band.originV);
+    const F4 x = du * Splat<F4>(band.unitU) + dv * Splat<F4>(band.unitV);
+    const F4 y = dv * Splat<F4>(band.unitU) - du * Splat<F4>(band.unitV);
+    const I4 outside = (x < Splat<F4>(index.alongLow)) | (x > Splat<F4>(index.alongHigh)) |
+                       (y < Splat<F4>(index.acrossLow)) | (y > Splat<F4>(index.acrossHigh));
+    if (!AnyLane(~outside)) {
+        *along = bestAlong;
+        *squared = best;
+        *side = bestSide;
+        return;
+    }
+    // The candidate segments of the points' slices.
+    size_t from = 0;
+    size_t to = curve.segments.size();
+    const int slices = static_cast<int>(index.first.size());
+    if (slices > 0) {
+        float lowest = x[0];
+        float highest = x[0];
+        for (int k = 1; k < 4; ++k) {
+            lowest = std::min(lowest, x[k]);
+            highest = std::max(highest, x[k]);
+        }
+        const float top = static_cast<float>(slices - 1);
+        const float a = std::min(std::max((lowest - index.origin) * index.scale, 0.0f), top);
+        const float b = std::min(std::max((highest - index.origin) * index.scale, 0.0f), top);
+        from = index.first[static_cast<int>(a)];
+        to = static_cast<size_t>(index.last[static_cast<int>(b)]) + 1;
+    }
+    for (size_t k = from; k < to; ++k) {
+        const CurveSegment& g = curve.segments[k];
+        const F4 unitU = Splat<F4>(g.unitU);
+        const F4 unitV = Splat<F4>(g.unitV);
+        const F4 length = Splat<F4>(g.length);
+        // In the segment's frame: x along it from its start, y across.
+        const F4 x = pu * unitU + pv * unitV - Splat<F4>(g.startAlong);
+        const F4 y = pv * unitU - pu * unitV - Splat<F4>(g.startAcross);
+        F4 onSegment = x < zero ? zero : x;
+        onSegment = onSegment > length ? length : onSegment;
+        const F4 beyond = x - onSegment;
+        const F4 candidate = beyond * beyond + y * y;
+        const I4 closer = candidate < best;
+        bestAlong = closer ? Splat<F4>(g.s) + onSegment : bestAlong;
+        bestSide = closer ? y : bestSide;
+        best = closer ? candidate : best;
+    }
+    *along = bestAlong;
+    *squared = best;
+    *side = bestSide;
+}
+
+// The regions that may vote, a group at a time: groups with nothing
+// selected, or whose ratios all lie outside the box around the curve
+// (coloured surfaces), cost a few comparisons; the others are packed, in
+// order, into the group scratch with their log chromaticity and which lanes
+// are selected. The selection has filled the last group whole (lanes past
+// the regions not selected). Returns how many lanes were packed (a multiple
+// of four).
+uint32_t GatherCandidates(Estimator* e, int32_t count, float lnRFactor, float lnBFactor) {
+    const NearBox box = NearBoxOf(*e, lnRFactor, lnBFactor);
+    uint32_t packed = 0;
+    for (int32_t i = 0; i < count; i += 4) {
+        const I4 chosen = Load<F4>(e->selected.data() + i) != 0.0f;
+        if (!AnyLane(chosen)) continue;
+        const F4 inverseG = 1.0f / Load<F4>(e->meanG.data() + i);
+        const F4 rg = Load<F4>(e->meanR.data() + i) * inverseG;
+        const F4 bg = Load<F4>(e->meanB.data() + i) * inverseG;
+        const I4 near = chosen & (rg >= box.rgLow) & (rg <= box.rgHigh) & (bg >= box.bgLow) &
+                        (bg <= box.bgHigh);
+        if (!AnyLane(near)) continue;
+        Store(e->u.data() + packed, FastLnLanes(rg) - lnRFactor);
+        Store(e->v.data() + packed, FastLnLanes(bg) - lnBFactor);
+        Store(e->chosen.data() + packed, chosen ? Splat<F4>(1.0f) : Splat<F4>(0.0f));
+        packed += 4;
+    }
+    return packed;
+}
+
+}  // namespace
+
+// Weighs the packed regions and casts their votes: short passes with
+// independent iterations, which the processor overlaps far better than one
+// long chain per group.
+uint32_t VoteInLanes(Estimator* e, int32_t count, float lnRFactor, float lnBFactor) {
+    const uint32_t packed = GatherCandidates(e, count, lnRFactor, lnBFactor);
+    const VoteScales k = VoteScalesOf(*e);
+    float* u = e->u.data();
+    float* v = e->v.data();
+    float* along = e->along.data();
+    float* squared = e->squared.data();
+    float* side = e->side.data();
+    for (uint32_t j = 0; j < packed; j += 4) {
+        F4 a;
+        F4 d2;
+        F4 sign;
+        ProjectLanes(e->curve, Load<F4>(u + j), Load<F4>(v + j), &a, &d2, &sign);
+        Store(along + j, a);
+        Store(squared + j, d2);
+        Store(side + j, sign);
+    }
+    const F4 zero = Splat<F4>(0.0f);
+    // From here on u holds the weight at the lower bin, v the weight at the
+    // upper one, side the weight times the signed distance.
+    int32_t* bin = e->bin.data();
+    I4 grey = Splat<I4>(0);
+    for (uint32_t j = 0; j < packed; j += 4) {
+        const F4 d2 = Load<F4>(squared + j);
+        const I4 inside = (d2 <= k.widthSquared) & (Load<F4>(e->chosen.data() + j) != 0.0f);
+        grey += inside;
+        // Lanes outside vote 0 at bin 0, which changes nothing; their
+        // squared distance may be infinite, hence the masks.
+        const F4 weight = inside ? FastNegExpLanes(d2 * k.inv2Sigma2) : zero;
+        float root[4];
+        for (int lane = 0; lane < 4; ++lane) root[lane] = std::sqrt(d2[lane]);
+        const F4 distance = Load<F4>(root);
+        const F4 offset =
+            inside ? weight * (Load<F4>(side + j) >= 0.0f ? distance : -distance) : zero;
+        F4 position = k.margin + Load<F4>(along + j) * k.invBin;
+        position = position < 0.0f ? zero : position;
+        position = position > k.lastBin ? Splat<F4>(k.lastBin) : position;
+        position = inside ? position : zero;
+        I4 low = __builtin_convertvector(position, I4);
+        low = low > k.last - 1 ? Splat<I4>(k.last - 1) : low;
+        const F4 high = position - __builtin_convertvector(low, F4);
+        Store(bin + j, low);
+        Store(u + j, weight * (1.0f - high));
+        Store(v + j, weight * high);
+        Store(side + j, offset);
+    }
+    // Region j writes lane j % kVoteLanes, as in the plain vote.
+    VoteLanes* bins = e->lanes.data();
+    std::fill(e->lanes.begin(), e->lanes.end(), VoteLanes{});
+    // A group per step, so the lanes are fixed offsets rather than worked
+    // out per region (packed is a multiple of four).
+    for (uint32_t j = 0; j < packed; j += 4) {
+        for (int lane = 0; lane < 4; ++lane) {
+            VoteLanes* at = bins + bin[j + lane];
+            at[0].weight[lane % kVoteLanes] += u[j + lane];
+            at[0].offset[lane % kVoteLanes] += side[j + lane];
+            at[1].weight[lane % kVoteLanes] += v[j + lane];
+        }
+    }
+    return CountLanes(grey);
+}
+
+}  // namespace Awb
+}  // namespace Vireo
