@@ -1,10 +1,11 @@
 // The per-region passes of the decision, four regions at a time in vector
-// lanes (Lanes.h): the region selection and the Bayesian vote. They are the
-// costly part of a sample, and each is the twin of a plain form elsewhere
-// (SelectRegionsPlain in RegionSelection.cpp, the plain vote in
-// BayesEstimator.cpp) that computes the same bits in the same order: the
-// tests run both forms and compare the decisions bit for bit. Every
-// hand-written vector loop of the selection and the vote lives in this file.
+// lanes (Lanes.h): the region selection, the Bayesian vote, and the learned
+// mode's histograms and softmax. They are the costly part of a sample, and
+// each is the twin of a plain form elsewhere (SelectRegionsPlain in
+// RegionSelection.cpp, the plain vote in BayesEstimator.cpp, the plain
+// passes in LearnedEstimator.cpp) that computes the same bits in the same
+// order: the tests run both forms and compare the results bit for bit.
+// Every hand-written vector loop of the library lives in this file.
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
@@ -14,6 +15,7 @@
 #include "AwbEstimator.h"
 #include "FastMath.h"
 #include "Lanes.h"
+#include "LearnedEstimator.h"
 #include "RegionSelection.h"
 
 namespace Vireo {
@@ -308,6 +310,152 @@ uint32_t VoteInLanes(Estimator* e, int32_t count, float lnRFactor, float lnBFact
         }
     }
     return CountLanes(grey);
+}
+
+namespace {
+
+// --- the learned histograms --------------------------------------------------
+
+// Where four chromaticities fall on the histogram grid: the first of the
+// four bin centres around each and the offsets fu, fv from it in bins. A
+// point outside the grid of centres, or not a number, gets weight 0. The
+// positions are clamped before they become integers, so every lane
+// converts a number in range; the cell index is worked out in floats,
+// exact at these sizes, as SSE2 has no 32-bit integer multiply.
+VIREO_LANES_INLINE void Place(const LearnedPlanes& p, F4 u, F4 v, F4* w, float* at, float* fu,
+                              float* fv) {
+    const F4 zero = Splat<F4>(0.0f);
+    const F4 last = Splat<F4>(static_cast<float>(p.n - 1));
+    const F4 pu = (u - Splat<F4>(p.uStart)) * Splat<F4>(p.invWidth);
+    const F4 pv = (v - Splat<F4>(p.vStart)) * Splat<F4>(p.invWidth);
+    const I4 inside = (pu >= zero) & (pu <= last) & (pv >= zero) & (pv <= last);
+    *w = inside ? *w : zero;
+    const F4 cu = inside ? pu : zero;
+    const F4 cv = inside ? pv : zero;
+    const I4 limit = Splat<I4>(p.n - 2);
+    I4 iu = __builtin_convertvector(cu, I4);
+    I4 iv = __builtin_convertvector(cv, I4);
+    iu = iu < limit ? iu : limit;
+    iv = iv < limit ? iv : limit;
+    const F4 whole = __builtin_convertvector(iu, F4);
+    const F4 part = __builtin_convertvector(iv, F4);
+    Store(at, whole * Splat<F4>(static_cast<float>(p.n)) + part);
+    Store(fu, cu - whole);
+    Store(fv, cv - part);
+}
+
+// The sums of one channel's differences to the four neighbours of regions
+// j .. j + 3: right, left, down, up, in that order.
+VIREO_LANES_INLINE F4 DeviationOf(const float* right, const float* down, int cols, int j) {
+    return ((Load<F4>(right + j) + Load<F4>(right + j - 1)) + Load<F4>(down + j)) +
+           Load<F4>(down + j - cols);
+}
+
+}  // namespace
+
+LearnedTotals LearnedPairsInLanes(const LearnedPlanes& p) {
+    const int stride = p.stride;
+    const int cols = p.cols;
+    const int span = (p.pairs + 3) / 4 * 8;  // regions, whole groups of four pairs
+    const F4 zero = Splat<F4>(0.0f);
+    const F4 one = Splat<F4>(1.0f);
+    // The differences of each region to its right and lower neighbours,
+    // written out once and read at both ends by the pass below; on the way
+    // the brightest channel mean of a selected region.
+    F4 brightestLanes = zero;
+    for (int j = 0; j < span; j += 4) {
+        const F4 on = Load<F4>(p.chosen + j);
+        const F4 right = Load<F4>(p.notLast + j) * Load<F4>(p.chosen + j + 1);
+        const F4 down = on * Load<F4>(p.chosen + j + cols);
+        F4 largest = zero;
+        for (int c = 0; c < 3; ++c) {
+            const float* mean = p.means + c * stride;
+            const F4 m = Load<F4>(mean + j);
+            largest = c == 0 ? m : (largest > m ? largest : m);
+            const F4 dr = m - Load<F4>(mean + j + 1);
+            const F4 dd = m - Load<F4>(mean + j + cols);
+            Store(p.diff + c * stride + j, right * (dr < zero ? -dr : dr));
+            Store(p.diff + (3 + c) * stride + j, down * (dd < zero ? -dd : dd));
+        }
+        largest *= on;
+        brightestLanes = largest > brightestLanes ? largest : brightestLanes;
+    }
+    const float brightest = std::max(std::max(brightestLanes[0], brightestLanes[1]),
+                                     std::max(brightestLanes[2], brightestLanes[3]));
+    const F4 lnR = Splat<F4>(p.lnR);
+    const F4 lnB = Splat<F4>(p.lnB);
+    const F4 inverseBrightest = Splat<F4>(brightest > 0.0f ? 1.0f / (3.0f * brightest) : 0.0f);
+    F4 totalMeans = zero;
+    F4 totalContrast = zero;
+    F4 totalBright = zero;
+    const float* pr = p.means;
+    const float* pg = p.means + stride;
+    const float* pb = p.means + 2 * stride;
+    for (int i = 0; i < span / 2; i += 4) {
+        const int j = 2 * i;
+        const F4 w0 = Load<F4>(p.weights + j);
+        const F4 w1 = Load<F4>(p.weights + j + 4);
+        const F4 wa = __builtin_shufflevector(w0, w1, 0, 2, 4, 6);
+        const F4 wb = __builtin_shufflevector(w0, w1, 1, 3, 5, 7);
+        // Weighted sums of a channel plane over the pair.
+        auto weighted = [&](const float* plane) {
+            const F4 a = Load<F4>(plane + j);
+            const F4 c = Load<F4>(plane + j + 4);
+            return wa * __builtin_shufflevector(a, c, 0, 2, 4, 6) +
+                   wb * __builtin_shufflevector(a, c, 1, 3, 5, 7);
+        };
+        // A channel's deviation summed over the pair.
+        auto deviation = [&](int c) {
+            const float* right = p.diff + c * stride;
+            const float* down = p.diff + (3 + c) * stride;
+            const F4 a = DeviationOf(right, down, cols, j);
+            const F4 d = DeviationOf(right, down, cols, j + 4);
+            return __builtin_shufflevector(a, d, 0, 2, 4, 6) +
+                   __builtin_shufflevector(a, d, 1, 3, 5, 7);
+        };
+        F4 weight = wa + wb;
+        const I4 some = weight > zero;
+        const F4 inverse = one / (some ? weight : one);
+        const F4 rr = some ? weighted(pr) * inverse : one;
+        const F4 gg = some ? weighted(pg) * inverse : one;
+        const F4 bb = some ? weighted(pb) * inverse : one;
+        Place(p, FastLnLanes(gg / rr) + lnR, FastLnLanes(gg / bb) + lnB, &weight, p.meanAt + i,
+              p.meanFu + i, p.meanFv + i);
+        // The bright histogram: weight times (L / M)^4.
+        const F4 level = (rr + gg + bb) * inverseBrightest;
+        const F4 squared = level * level;
+        const F4 brightWeight = weight * squared * squared;
+        Store(p.pairWeights + i, weight);
+        Store(p.brightWeights + i, brightWeight);
+        totalMeans += weight;
+        totalBright += brightWeight;
+        F4 er = deviation(0);
+        F4 eg = deviation(1);
+        F4 eb = deviation(2);
+        // A flat neighbourhood (or none) has no contrast colour.
+        const F4 floor = Splat<F4>(1e-6f) * gg;
+        const I4 flat = (er <= floor) | (eg <= floor) | (eb <= floor);
+        F4 contrastWeight = flat ? zero : wa + wb;
+        er = er > floor ? er : floor;
+        eg = eg > floor ? eg : floor;
+        eb = eb > floor ? eb : floor;
+        Place(p, FastLnLanes(eg / er) + lnR, FastLnLanes(eg / eb) + lnB, &contrastWeight,
+              p.contrastAt + i, p.contrastFu + i, p.contrastFv + i);
+        Store(p.contrastWeights + i, contrastWeight);
+        totalContrast += contrastWeight;
+    }
+    auto sum = [](F4 v) { return (v[0] + v[1]) + (v[2] + v[3]); };
+    return {sum(totalMeans), sum(totalContrast), sum(totalBright)};
+}
+
+void SoftmaxInLanes(float* z, int cells) {
+    F4 peaks = Load<F4>(z);
+    for (int k = 4; k < cells; k += 4) {
+        const F4 value = Load<F4>(z + k);
+        peaks = value > peaks ? value : peaks;
+    }
+    const F4 peak = Splat<F4>(std::max(std::max(peaks[0], peaks[1]), std::max(peaks[2], peaks[3])));
+    for (int k = 0; k < cells; k += 4) Store(z + k, FastNegExpLanes(peak - Load<F4>(z + k)));
 }
 
 }  // namespace Awb

@@ -34,10 +34,11 @@ namespace Awb {
 // (L / M)^4, L the pair's mean of R, G and B, M the largest channel mean of
 // a selected region: bright surfaces (white ones, highlights) show the
 // light's colour most. work is scratch, resized as needed.
+// plain: the plain twin of the four-lane passes (the same bits, slower).
 void LearnedHistograms(const Tuning::LearnedModel& model, const VireoAwbFrame& frame,
                        const float* r, const float* g, const float* b, const float* selected,
                        float lnRFactor, float lnBFactor, float* means, float* contrast,
-                       float* bright, std::vector<float>* work);
+                       float* bright, std::vector<float>* work, bool plain = false);
 
 // What the posterior tells.
 struct LearnedWhite {
@@ -66,8 +67,67 @@ void InitLearned(const Tuning::LearnedModel& model, LearnedState* state);
 
 // The posterior of the three histograms (from LearnedHistograms); writes the
 // unnormalised log posterior (n^2 floats) into logPosterior when not null.
+// plain: the plain twin of the four-lane softmax.
 LearnedWhite LearnedPosterior(LearnedState* state, const float* means, const float* contrast,
-                              const float* bright, float* logPosterior);
+                              const float* bright, float* logPosterior, bool plain = false);
+
+// --- inside the library: the per-region passes of LearnedHistograms ---
+
+// The planes LearnedHistograms lays out, `stride` floats each, with room
+// past the last region for a row and eight: R, G, B means (padded with 1),
+// the selection (padded with 0), the selection without the last column of
+// each row (a region's right neighbour is in its row), the pixel counts of
+// the selected regions (padded with 0); six planes of differences with
+// `front` zeros before each, and per pair of regions what the histograms
+// take from it.
+struct LearnedPlanes {
+    const float* means;
+    const float* chosen;
+    const float* notLast;
+    const float* weights;
+    // Per region and channel, |difference| to the right and to the lower
+    // neighbour when both are selected (0 otherwise): R, G, B right, then
+    // R, G, B down.
+    float* diff;
+    int stride;
+    int cols;
+    int pairs;  // (regions + 1) / 2
+    // The histogram grid.
+    int n;
+    float uStart;
+    float vStart;
+    float invWidth;
+    float lnR;
+    float lnB;
+    // Per pair: its weight in the means and contrast histograms and in the
+    // bright one; for the means and for the contrast, the first of the four
+    // bin centres around it (its cell index, exact as a float) and the
+    // offsets from it in u and v.
+    float* pairWeights;
+    float* contrastWeights;
+    float* brightWeights;
+    float* meanAt;
+    float* meanFu;
+    float* meanFv;
+    float* contrastAt;
+    float* contrastFu;
+    float* contrastFv;
+};
+
+// The sums of the three histograms' weights, in four partial sums each.
+struct LearnedTotals {
+    float means;
+    float contrast;
+    float bright;
+};
+
+// Fills diff and the per-pair planes: four regions (pairs) at a time
+// (FourLanes.cpp), and the plain twin that gives the same bits.
+LearnedTotals LearnedPairsInLanes(const LearnedPlanes& planes);
+LearnedTotals LearnedPairsPlain(const LearnedPlanes& planes);
+
+// exp(z - max z) over cells (a multiple of four) values, in place.
+void SoftmaxInLanes(float* z, int cells);
 
 }  // namespace Awb
 }  // namespace Vireo

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <cstring>
 #include <vector>
 
 #include "AwbEstimator.h"
@@ -106,6 +107,74 @@ TEST(LearnedPosterior, IsTheCircularConvolutionOfTheHistogramsPlusTheBias) {
     EXPECT_GT(white.confidence, 0.0f);
     EXPECT_LE(white.confidence, 1.0f);
 }
+
+// The four-lane histogram passes and softmax against their plain twins,
+// bit for bit, on grids that stress the lanes' edges.
+struct TwinCase {
+    const char* name;
+    int cols;
+    int rows;
+    int unselectedEvery;  // 0: all selected
+    bool flat;            // every region the same colour: no contrast anywhere
+};
+
+void PrintTo(const TwinCase& c, std::ostream* os) { *os << c.name; }
+
+class LearnedTwins : public ::testing::TestWithParam<TwinCase> {};
+
+TEST_P(LearnedTwins, GiveTheSameHistogramsAndPosteriorBitForBit) {
+    const TwinCase c = GetParam();
+    const int count = c.cols * c.rows, room = (count + 7) / 8 * 8;
+    Testing::Lcg lcg(21);
+    std::vector<VireoAwbRegion> regions(count);
+    std::vector<float> r(room, 1.0f), g(room, 1.0f), b(room, 1.0f), selected(room, 0.0f);
+    for (int j = 0; j < count; ++j) {
+        regions[j].rCount = regions[j].bCount = 16 + (j % 5);
+        regions[j].grCount = regions[j].gbCount = 16;
+        selected[j] = c.unselectedEvery > 0 && j % c.unselectedEvery == 0 ? 0.0f : 1.0f;
+        const float shade = c.flat ? 1.0f : 1.0f + 0.5f * lcg.Next();
+        r[j] = 300.0f * shade * (c.flat ? 1.0f : 1.0f + 0.6f * lcg.Next());
+        g[j] = 300.0f * shade;
+        b[j] = 300.0f * shade * (c.flat ? 1.0f : 1.0f + 0.6f * lcg.Next());
+    }
+    VireoAwbFrame frame{};
+    frame.regions = regions.data();
+    frame.regionCount = count;
+    frame.horizontalRegionCount = c.cols;
+    frame.verticalRegionCount = c.rows;
+    const uint32_t n = 32;
+    Awb::LearnedState states[2];
+    std::vector<float> hist[2][3], logPosterior[2], work;
+    Awb::LearnedWhite white[2];
+    for (int plain = 0; plain < 2; ++plain) {
+        Awb::InitLearned(RandomModel(n), &states[plain]);
+        for (auto& h : hist[plain]) h.assign(n * n, -1.0f);
+        logPosterior[plain].assign(n * n, 0.0f);
+        Awb::LearnedHistograms(states[plain].model, frame, r.data(), g.data(), b.data(),
+                               selected.data(), 0.1f, -0.2f, hist[plain][0].data(),
+                               hist[plain][1].data(), hist[plain][2].data(), &work, plain == 1);
+        white[plain] =
+            Awb::LearnedPosterior(&states[plain], hist[plain][0].data(), hist[plain][1].data(),
+                                  hist[plain][2].data(), logPosterior[plain].data(), plain == 1);
+    }
+    for (int h = 0; h < 3; ++h) {
+        EXPECT_EQ(std::memcmp(hist[0][h].data(), hist[1][h].data(), n * n * sizeof(float)), 0)
+            << "histogram " << h;
+    }
+    float contrast = 0.0f;
+    for (float value : hist[0][1]) contrast += value;
+    EXPECT_EQ(contrast == 0.0f, c.flat);
+    // NOLINTNEXTLINE(bugprone-suspicious-memory-comparison): the bits are the point
+    EXPECT_EQ(std::memcmp(&white[0], &white[1], sizeof white[0]), 0);
+    EXPECT_EQ(logPosterior[0], logPosterior[1]);
+}
+
+INSTANTIATE_TEST_SUITE_P(Grids, LearnedTwins,
+                         ::testing::Values(TwinCase{"OddColumns", 13, 7, 0, false},
+                                           TwinCase{"Masked", 16, 9, 3, false},
+                                           TwinCase{"Flat", 10, 6, 4, true},
+                                           TwinCase{"SingleRow", 37, 1, 5, false}),
+                         [](const auto& info) { return std::string(info.param.name); });
 
 TEST(LearnedMode, ABiasOnOneBinDecidesThatWhiteAndSaysSoInTheResult) {
     Tuning::TuningParams p;
