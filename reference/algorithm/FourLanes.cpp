@@ -353,7 +353,7 @@ VIREO_LANES_INLINE F4 DeviationOf(const float* right, const float* down, int col
 
 }  // namespace
 
-LearnedTotals LearnedPairsInLanes(const LearnedPlanes& p) {
+void LearnedPairsInLanes(const LearnedPlanes& p) {
     const int stride = p.stride;
     const int cols = p.cols;
     const int span = (p.pairs + 3) / 4 * 8;  // regions, whole groups of four pairs
@@ -444,8 +444,63 @@ LearnedTotals LearnedPairsInLanes(const LearnedPlanes& p) {
         Store(p.contrastWeights + i, contrastWeight);
         totalContrast += contrastWeight;
     }
+    // Each pair's weight shared between its four bin centres. The means and
+    // bright histograms are built interleaved, cell by cell, so a pair adds
+    // to both at two neighbouring cells with one four-lane addition, and
+    // the two cells a row below with another. Neighbouring pairs mostly
+    // fall into the same bins, and each addition would wait for the one
+    // before it through memory: the odd pairs go to a second set of
+    // histograms, which is added at the end. Every bin receives the same
+    // additions in the same order as in the plain form.
+    const int n = p.n;
+    const int cells = n * n;
+    float* meansBright = p.scratch;               // even, odd: 2 n^2 each
+    float* contrastSets = p.scratch + 4 * cells;  // even, odd: n^2 each
+    std::fill(p.scratch, p.scratch + 6 * cells, 0.0f);
+    auto sharesOf = [](float fu, float fv) {
+        const float u1 = 1.0f - fu;
+        const float v1 = 1.0f - fv;
+        return F4{u1, u1, fu, fu} * F4{v1, fv, v1, fv};
+    };
+    for (int j = 0; j < p.pairs; ++j) {
+        const int set = j & 1;
+        const float weight = p.pairWeights[j];
+        if (weight != 0.0f) {
+            const F4 shares = sharesOf(p.meanFu[j], p.meanFv[j]);
+            const F4 toMeans = Splat<F4>(weight) * shares;
+            const F4 toBright = Splat<F4>(p.brightWeights[j]) * shares;
+            float* at = meansBright + set * 2 * cells + 2 * static_cast<int>(p.meanAt[j]);
+            Store(at, Load<F4>(at) + __builtin_shufflevector(toMeans, toBright, 0, 4, 1, 5));
+            Store(at + 2 * n,
+                  Load<F4>(at + 2 * n) + __builtin_shufflevector(toMeans, toBright, 2, 6, 3, 7));
+        }
+        const float contrastWeight = p.contrastWeights[j];
+        if (contrastWeight != 0.0f) {
+            const F4 share = Splat<F4>(contrastWeight) * sharesOf(p.contrastFu[j], p.contrastFv[j]);
+            float* at = contrastSets + set * cells + static_cast<int>(p.contrastAt[j]);
+            at[0] += share[0];
+            at[1] += share[1];
+            at[n] += share[2];
+            at[n + 1] += share[3];
+        }
+    }
+    // Even plus odd, scaled to sum to 1 (left as they are when nothing fell
+    // into them).
     auto sum = [](F4 v) { return (v[0] + v[1]) + (v[2] + v[3]); };
-    return {sum(totalMeans), sum(totalContrast), sum(totalBright)};
+    const float totals[3] = {sum(totalMeans), sum(totalBright), sum(totalContrast)};
+    float scales[3];
+    for (int h = 0; h < 3; ++h) scales[h] = totals[h] > 0.0f ? 1.0f / totals[h] : 1.0f;
+    const float* odd = meansBright + 2 * cells;
+    for (int k = 0; k < cells; ++k) {
+        p.histMeans[k] = meansBright[2 * k] + odd[2 * k];
+        p.histBright[k] = meansBright[2 * k + 1] + odd[2 * k + 1];
+        p.histContrast[k] = contrastSets[k] + contrastSets[cells + k];
+    }
+    float* const hists[3] = {p.histMeans, p.histBright, p.histContrast};
+    for (int h = 0; h < 3; ++h) {
+        if (!(totals[h] > 0.0f)) continue;
+        for (int k = 0; k < cells; ++k) hists[h][k] *= scales[h];
+    }
 }
 
 void SoftmaxInLanes(float* z, int cells) {

@@ -68,7 +68,7 @@ void Finish(float total, int cells, const float* odd, float* hist) {
 
 }  // namespace
 
-LearnedTotals LearnedPairsPlain(const LearnedPlanes& p) {
+void LearnedPairsPlain(const LearnedPlanes& p) {
     const int stride = p.stride;
     const int cols = p.cols;
     const int span = (p.pairs + 3) / 4 * 8;
@@ -137,8 +137,31 @@ LearnedTotals LearnedPairsPlain(const LearnedPlanes& p) {
         p.contrastWeights[i] = contrastWeight;
         totalContrast[i % 4] += contrastWeight;
     }
+    // Neighbouring pairs mostly fall into the same bins, and each addition
+    // would wait for the one before it through memory: the odd pairs go to
+    // a second set of histograms, which is added at the end.
+    const int n = p.n;
+    const int cells = n * n;
+    float* odd = p.scratch;
+    std::fill(odd, odd + 3 * cells, 0.0f);
+    std::fill(p.histMeans, p.histMeans + cells, 0.0f);
+    std::fill(p.histContrast, p.histContrast + cells, 0.0f);
+    std::fill(p.histBright, p.histBright + cells, 0.0f);
+    for (int j = 0; j < p.pairs; ++j) {
+        if (p.pairWeights[j] != 0.0f) {
+            Share(n, p.meanAt[j], p.meanFu[j], p.meanFv[j], p.pairWeights[j],
+                  (j & 1) ? odd : p.histMeans, p.brightWeights[j],
+                  (j & 1) ? odd + cells : p.histBright);
+        }
+        if (p.contrastWeights[j] != 0.0f) {
+            Share(n, p.contrastAt[j], p.contrastFu[j], p.contrastFv[j], p.contrastWeights[j],
+                  (j & 1) ? odd + 2 * cells : p.histContrast, 0.0f, nullptr);
+        }
+    }
     auto sum = [](const float* v) { return (v[0] + v[1]) + (v[2] + v[3]); };
-    return {sum(totalMeans), sum(totalContrast), sum(totalBright)};
+    Finish(sum(totalMeans), cells, odd, p.histMeans);
+    Finish(sum(totalBright), cells, odd + cells, p.histBright);
+    Finish(sum(totalContrast), cells, odd + 2 * cells, p.histContrast);
 }
 
 void LearnedHistograms(const Tuning::LearnedModel& m, const VireoAwbFrame& frame, const float* r,
@@ -147,11 +170,13 @@ void LearnedHistograms(const Tuning::LearnedModel& m, const VireoAwbFrame& frame
                        std::vector<float>* work, bool plain) {
     const int n = static_cast<int>(m.bins);
     const int cells = n * n;
-    std::fill(means, means + cells, 0.0f);
-    std::fill(contrast, contrast + cells, 0.0f);
-    std::fill(bright, bright + cells, 0.0f);
     const int count = frame.regions != nullptr ? std::max(frame.regionCount, 0) : 0;
-    if (count == 0) return;
+    if (count == 0) {
+        std::fill(means, means + cells, 0.0f);
+        std::fill(contrast, contrast + cells, 0.0f);
+        std::fill(bright, bright + cells, 0.0f);
+        return;
+    }
     int cols = frame.horizontalRegionCount;
     int rows = frame.verticalRegionCount;
     if (cols <= 0 || rows <= 0 || static_cast<int64_t>(cols) * rows != count) {
@@ -160,12 +185,12 @@ void LearnedHistograms(const Tuning::LearnedModel& m, const VireoAwbFrame& frame
     }
     // The planes of LearnedPlanes, each `stride` floats (room for two rows
     // and a bit past the last region, which the neighbour passes read, and
-    // for the zeros before each plane of differences), then the odd pairs'
+    // for the zeros before each plane of differences), then scratch for the
     // histograms.
     const int stride = (count + 2 * cols + 16) / 4 * 4;
     const int planeCount = 15;
     const int front = (cols + 4) / 4 * 4;  // zeros before the differences
-    const size_t size = static_cast<size_t>(planeCount + 6) * stride + front + 3 * cells;
+    const size_t size = static_cast<size_t>(planeCount + 6) * stride + front + 6 * cells;
     if (work->size() < size) work->resize(size);
     float* planes = work->data();
     float* chosen = planes + 3 * stride;
@@ -196,6 +221,10 @@ void LearnedHistograms(const Tuning::LearnedModel& m, const VireoAwbFrame& frame
     p.contrastAt = planes + 12 * stride;
     p.contrastFu = planes + 13 * stride;
     p.contrastFv = planes + 14 * stride;
+    p.scratch = diff + 6 * stride;
+    p.histMeans = means;
+    p.histContrast = contrast;
+    p.histBright = bright;
     // Copies with room past the last region (1 for the means, 0 for the
     // rest); a region not selected has finite means (SelectRegions sees to
     // that) and weight 0, and takes part in no difference. A single row
@@ -236,25 +265,11 @@ void LearnedHistograms(const Tuning::LearnedModel& m, const VireoAwbFrame& frame
     // (the histograms of all regions were 0.01 degrees better in the mean at
     // twice the cost). A pair with nothing selected has weight 0 and finite
     // nonsense elsewhere.
-    const LearnedTotals totals = plain ? LearnedPairsPlain(p) : LearnedPairsInLanes(p);
-    // Neighbouring pairs mostly fall into the same bins, and each addition
-    // would wait for the one before it through memory: the odd pairs go to
-    // a second set of histograms, which is added at the end.
-    float* odd = diff + 6 * stride;
-    std::fill(odd, odd + 3 * cells, 0.0f);
-    for (int j = 0; j < p.pairs; ++j) {
-        if (p.pairWeights[j] != 0.0f) {
-            Share(n, p.meanAt[j], p.meanFu[j], p.meanFv[j], p.pairWeights[j], (j & 1) ? odd : means,
-                  p.brightWeights[j], (j & 1) ? odd + cells : bright);
-        }
-        if (p.contrastWeights[j] != 0.0f) {
-            Share(n, p.contrastAt[j], p.contrastFu[j], p.contrastFv[j], p.contrastWeights[j],
-                  (j & 1) ? odd + 2 * cells : contrast, 0.0f, nullptr);
-        }
+    if (plain) {
+        LearnedPairsPlain(p);
+    } else {
+        LearnedPairsInLanes(p);
     }
-    Finish(totals.means, cells, odd, means);
-    Finish(totals.bright, cells, odd + cells, bright);
-    Finish(totals.contrast, cells, odd + 2 * cells, contrast);
 }
 
 void InitLearned(const Tuning::LearnedModel& model, LearnedState* s) {

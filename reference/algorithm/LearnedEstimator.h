@@ -78,8 +78,8 @@ LearnedWhite LearnedPosterior(LearnedState* state, const float* means, const flo
 // the selection (padded with 0), the selection without the last column of
 // each row (a region's right neighbour is in its row), the pixel counts of
 // the selected regions (padded with 0); six planes of differences with
-// `front` zeros before each, and per pair of regions what the histograms
-// take from it.
+// `front` zeros before each, per pair of regions what the histograms take
+// from it, and scratch for the histograms.
 struct LearnedPlanes {
     const float* means;
     const float* chosen;
@@ -112,19 +112,17 @@ struct LearnedPlanes {
     float* contrastAt;
     float* contrastFu;
     float* contrastFv;
+    float* scratch;  // 6 n^2
+    // The histograms, n^2 each.
+    float* histMeans;
+    float* histContrast;
+    float* histBright;
 };
 
-// The sums of the three histograms' weights, in four partial sums each.
-struct LearnedTotals {
-    float means;
-    float contrast;
-    float bright;
-};
-
-// Fills diff and the per-pair planes: four regions (pairs) at a time
-// (FourLanes.cpp), and the plain twin that gives the same bits.
-LearnedTotals LearnedPairsInLanes(const LearnedPlanes& planes);
-LearnedTotals LearnedPairsPlain(const LearnedPlanes& planes);
+// Fills diff, the per-pair planes and the histograms: four regions (pairs)
+// at a time (FourLanes.cpp), and the plain twin that gives the same bits.
+void LearnedPairsInLanes(const LearnedPlanes& planes);
+void LearnedPairsPlain(const LearnedPlanes& planes);
 
 // exp(z - max z) over cells (a multiple of four) values, in place.
 void SoftmaxInLanes(float* z, int cells);
