@@ -391,6 +391,15 @@ void LearnedPairsInLanes(const LearnedPlanes& p) {
     const float* pr = p.means;
     const float* pg = p.means + stride;
     const float* pb = p.means + 2 * stride;
+    // Three short passes rather than one long one: the long body spilled
+    // its registers and left the processor little to overlap. First the
+    // pooled means and deviations, and the ratios whose logarithms give the
+    // chromaticities, kept for now where the bins will go.
+    float* const meanU = p.meanAt;
+    float* const meanV = p.meanFu;
+    float* const contrastU = p.contrastAt;
+    float* const contrastV = p.contrastFu;
+    float* const levelSquared = p.brightWeights;  // until the last pass
     for (int i = 0; i < span / 2; i += 4) {
         const int j = 2 * i;
         const F4 w0 = Load<F4>(p.weights + j);
@@ -413,33 +422,51 @@ void LearnedPairsInLanes(const LearnedPlanes& p) {
             return __builtin_shufflevector(a, d, 0, 2, 4, 6) +
                    __builtin_shufflevector(a, d, 1, 3, 5, 7);
         };
-        F4 weight = wa + wb;
+        const F4 weight = wa + wb;
         const I4 some = weight > zero;
         const F4 inverse = one / (some ? weight : one);
         const F4 rr = some ? weighted(pr) * inverse : one;
         const F4 gg = some ? weighted(pg) * inverse : one;
         const F4 bb = some ? weighted(pb) * inverse : one;
-        Place(p, FastLnLanes(gg / rr) + lnR, FastLnLanes(gg / bb) + lnB, &weight, p.meanAt + i,
-              p.meanFu + i, p.meanFv + i);
+        Store(meanU + i, gg / rr);
+        Store(meanV + i, gg / bb);
         // The bright histogram: weight times (L / M)^4.
         const F4 level = (rr + gg + bb) * inverseBrightest;
-        const F4 squared = level * level;
-        const F4 brightWeight = weight * squared * squared;
+        Store(levelSquared + i, level * level);
         Store(p.pairWeights + i, weight);
-        Store(p.brightWeights + i, brightWeight);
-        totalMeans += weight;
-        totalBright += brightWeight;
         F4 er = deviation(0);
         F4 eg = deviation(1);
         F4 eb = deviation(2);
         // A flat neighbourhood (or none) has no contrast colour.
         const F4 floor = Splat<F4>(1e-6f) * gg;
         const I4 flat = (er <= floor) | (eg <= floor) | (eb <= floor);
-        F4 contrastWeight = flat ? zero : wa + wb;
+        Store(p.contrastWeights + i, flat ? zero : weight);
         er = er > floor ? er : floor;
         eg = eg > floor ? eg : floor;
         eb = eb > floor ? eb : floor;
-        Place(p, FastLnLanes(eg / er) + lnR, FastLnLanes(eg / eb) + lnB, &contrastWeight,
+        Store(contrastU + i, eg / er);
+        Store(contrastV + i, eg / eb);
+    }
+    // The chromaticities.
+    for (int i = 0; i < span / 2; i += 4) {
+        Store(meanU + i, FastLnLanes(Load<F4>(meanU + i)) + lnR);
+        Store(meanV + i, FastLnLanes(Load<F4>(meanV + i)) + lnB);
+        Store(contrastU + i, FastLnLanes(Load<F4>(contrastU + i)) + lnR);
+        Store(contrastV + i, FastLnLanes(Load<F4>(contrastV + i)) + lnB);
+    }
+    // Where they fall on the grid, and the weights of those that do.
+    for (int i = 0; i < span / 2; i += 4) {
+        F4 weight = Load<F4>(p.pairWeights + i);
+        Place(p, Load<F4>(meanU + i), Load<F4>(meanV + i), &weight, p.meanAt + i, p.meanFu + i,
+              p.meanFv + i);
+        const F4 squared = Load<F4>(levelSquared + i);
+        const F4 brightWeight = weight * squared * squared;
+        Store(p.pairWeights + i, weight);
+        Store(p.brightWeights + i, brightWeight);
+        totalMeans += weight;
+        totalBright += brightWeight;
+        F4 contrastWeight = Load<F4>(p.contrastWeights + i);
+        Place(p, Load<F4>(contrastU + i), Load<F4>(contrastV + i), &contrastWeight,
               p.contrastAt + i, p.contrastFu + i, p.contrastFv + i);
         Store(p.contrastWeights + i, contrastWeight);
         totalContrast += contrastWeight;
