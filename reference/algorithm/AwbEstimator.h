@@ -34,9 +34,9 @@ struct VoteLanes {
 
 struct Estimator {
     Tuning::TuningParams params;
-    // The plain twins of the four-lane passes (FourLanes.cpp), the selection
-    // and the vote: the same bits, slower; for the tests that hold the two
-    // forms together.
+    // The plain twins of the four-lane passes (FourLanes.cpp), the selection,
+    // the vote and the learned histograms and softmax: the same bits,
+    // slower; for the tests that hold the two forms together.
     bool plainTwins = false;
     CtCurve curve;
     float binWidth = 0.0f;
