@@ -14,6 +14,7 @@
 #include "GroundTruth.h"
 #include "LearnedEstimator.h"
 #include "RegionSelection.h"
+#include "WhiteLocus.h"
 #include "YamlTuning.h"
 
 namespace Vireo::Tune {
@@ -27,11 +28,6 @@ constexpr const char* kUsage =
     "  --profile FILE    DCP camera profile: the CT of curve points when the truth has no CCT\n"
     "  --out FILE        YAML tuning to write (mode learned)\n";
 
-// The white locus: at most this many points between the end points, each
-// the mean of an equal share of the whites ordered by CT.
-constexpr int kCurveGroups = 8;
-// The curve reaches these CTs (straight on against mired beyond the data).
-constexpr double kLowEndKelvin = 2000.0, kHighEndKelvin = 12000.0;
 // Without CCTs in the truth and without a profile: the whites' spread
 // along their main axis (5th to 95th percentile) is taken to span these
 // CTs, the redder end the lower.
@@ -39,12 +35,7 @@ constexpr double kFallbackLowKelvin = 2700.0, kFallbackHighKelvin = 7000.0;
 
 using Complex = fftw_complex;
 
-// ---- the white locus ------------------------------------------------------
-
-struct White {
-    double lnRG, lnBG;  // golden module
-    double mired;
-};
+// ---- the whites' CTs, then the white locus through them -------------------
 
 // CCT of a chromaticity (McCamy's formula).
 double CctOfXy(double x, double y) {
@@ -81,53 +72,8 @@ double CctFromProfile(const Datagen::CameraProfile& profile, double rg, double b
     return kelvin;
 }
 
-Tuning::CurvePoint PointOf(double lnRG, double lnBG, double mired) {
-    return {static_cast<float>(1e6 / mired), static_cast<float>(std::exp(lnRG)),
-            static_cast<float>(std::exp(lnBG))};
-}
-
-// Equal-count groups of the whites ordered by mired, their means as curve
-// points, the ends extended to the curve's CT range.
-std::vector<Tuning::CurvePoint> FitCurve(std::vector<White> whites) {
-    std::sort(whites.begin(), whites.end(),
-              [](const White& a, const White& b) { return a.mired > b.mired; });  // CT ascending
-    const int groups = std::clamp(static_cast<int>(whites.size()) / 4, 2, kCurveGroups);
-    std::vector<White> means;
-    for (int k = 0; k < groups; ++k) {
-        const size_t from = whites.size() * k / groups, to = whites.size() * (k + 1) / groups;
-        White m{0, 0, 0};
-        for (size_t i = from; i < to; ++i) {
-            m.lnRG += whites[i].lnRG, m.lnBG += whites[i].lnBG, m.mired += whites[i].mired;
-        }
-        const double count = static_cast<double>(to - from);
-        m.lnRG /= count, m.lnBG /= count, m.mired /= count;
-        // Groups of nearly the same CT would make a kink: keep the first.
-        if (means.empty() || means.back().mired - m.mired >= 5.0) means.push_back(m);
-    }
-    if (means.size() < 2) {  // all whites at one CT: a short straight piece
-        const White m = means.front();
-        means = {{m.lnRG + 0.05, m.lnBG - 0.05, m.mired + 10.0},
-                 {m.lnRG - 0.05, m.lnBG + 0.05, m.mired - 10.0}};
-    }
-    std::vector<Tuning::CurvePoint> curve;
-    auto extend = [](const White& end, const White& inner, double kelvin) {
-        const double t = (1e6 / kelvin - end.mired) / (end.mired - inner.mired);
-        return PointOf(end.lnRG + t * (end.lnRG - inner.lnRG),
-                       end.lnBG + t * (end.lnBG - inner.lnBG), 1e6 / kelvin);
-    };
-    if (1e6 / means.front().mired > kLowEndKelvin + 1.0)
-        curve.push_back(extend(means[0], means[1], kLowEndKelvin));
-    for (const White& m : means) curve.push_back(PointOf(m.lnRG, m.lnBG, m.mired));
-    const size_t last = means.size() - 1;
-    if (1e6 / means.back().mired < kHighEndKelvin - 1.0)
-        curve.push_back(extend(means[last], means[last - 1], kHighEndKelvin));
-    for (Tuning::CurvePoint& p : curve) {
-        p.rOverG = std::clamp(p.rOverG, 1e-3f, 16.0f);
-        p.bOverG = std::clamp(p.bOverG, 1e-3f, 16.0f);
-    }
-    return curve;
-}
-
+// The whites' CTs from the truth's CCT, else from the profile, else from
+// the fallback; the curve through them.
 bool LearnCurve(const std::vector<LabelledSample>& samples, const std::string& profilePath,
                 std::vector<Tuning::CurvePoint>& curve, std::string& source, std::string& error) {
     std::vector<White> all, known;
@@ -141,7 +87,7 @@ bool LearnCurve(const std::vector<LabelledSample>& samples, const std::string& p
     for (const White& w : known)
         lowest = std::min(lowest, w.mired), highest = std::max(highest, w.mired);
     if (known.size() >= 2 && highest - lowest >= 20.0) {
-        curve = FitCurve(known);
+        curve = FitWhiteLocus(known, Grouping::EqualShares);
         source = "taken from the ground truth's CCT (" + std::to_string(known.size()) + " of " +
                  std::to_string(all.size()) + " whites)";
         return true;
@@ -157,7 +103,7 @@ bool LearnCurve(const std::vector<LabelledSample>& samples, const std::string& p
             }
             w.mired = 1e6 / kelvin;
         }
-        curve = FitCurve(all);
+        curve = FitWhiteLocus(all, Grouping::EqualShares);
         source = "computed from the colour matrices of " + profilePath;
         return true;
     }
@@ -185,7 +131,7 @@ bool LearnCurve(const std::vector<LabelledSample>& samples, const std::string& p
             1e6 / kFallbackLowKelvin + t * (1e6 / kFallbackHighKelvin - 1e6 / kFallbackLowKelvin);
         all[i].mired = std::clamp(mired, 1e6 / 15000.0, 1e6 / 1200.0);
     }
-    curve = FitCurve(all);
+    curve = FitWhiteLocus(all, Grouping::EqualShares);
     source =
         "a fallback (no CCT in the truth, no --profile): the whites ordered along their main "
         "axis, its 5th to 95th percentile taken as 2700 to 7000 K";
