@@ -8,9 +8,11 @@
 #include <map>
 
 #include "AtomicFile.h"
+#include "CtCurve.h"
 #include "GroundTruth.h"
 #include "SampleStats.h"
 #include "Scenes.h"
+#include "WhiteLocus.h"
 #include "vireo/ReferenceAwbApi.h"
 
 namespace Vireo::Tune {
@@ -23,52 +25,9 @@ constexpr const char* kUsage =
     "  --truth FILE   which light each shot was taken under (default DIR/ground_truth.csv)\n"
     "  --out FILE     YAML tuning to write (default: standard output)\n";
 
-// The curve is extended to cover the colour temperatures that real scenes
-// reach beyond the laboratory's lights.
-constexpr double kLowEndKelvin = 2000.0, kHighEndKelvin = 12000.0;
-
 // Margin of the grey zone beyond the farthest laboratory light: what is left
 // of module spread after calibration, noise, and lights not in the lab.
 constexpr double kGreyZoneMargin = 0.025;
-
-struct Point {
-    double x, y;  // ln(R/G), ln(B/G)
-};
-
-Point LogChroma(double rg, double bg) { return {std::log(rg), std::log(bg)}; }
-
-double SegmentDistance(const Point& p, const Point& a, const Point& b) {
-    const double dx = b.x - a.x, dy = b.y - a.y;
-    const double len2 = dx * dx + dy * dy;
-    double t = len2 > 0.0 ? ((p.x - a.x) * dx + (p.y - a.y) * dy) / len2 : 0.0;
-    t = std::clamp(t, 0.0, 1.0);
-    const double ex = a.x + t * dx - p.x, ey = a.y + t * dy - p.y;
-    return std::sqrt(ex * ex + ey * ey);
-}
-
-double CurveDistance(const std::vector<LightMeasurement>& curve, const LightMeasurement& m) {
-    const Point p = LogChroma(m.rOverG, m.bOverG);
-    double best = 1e9;
-    for (std::size_t i = 0; i + 1 < curve.size(); ++i)
-        best = std::min(best, SegmentDistance(p, LogChroma(curve[i].rOverG, curve[i].bOverG),
-                                              LogChroma(curve[i + 1].rOverG, curve[i + 1].bOverG)));
-    return best;
-}
-
-// Extends the curve in a straight line (log chromaticity against mired)
-// from its two end points on one side.
-LightMeasurement Extrapolate(const LightMeasurement& end, const LightMeasurement& inner,
-                             double kelvin) {
-    const Point e = LogChroma(end.rOverG, end.bOverG), i = LogChroma(inner.rOverG, inner.bOverG);
-    const double me = 1e6 / end.cct, mi = 1e6 / inner.cct, m = 1e6 / kelvin;
-    const double t = (m - me) / (me - mi);
-    LightMeasurement out;
-    out.name = "extrapolated";
-    out.cct = kelvin;
-    out.rOverG = std::exp(e.x + t * (e.x - i.x));
-    out.bOverG = std::exp(e.y + t * (e.y - i.y));
-    return out;
-}
 
 float ModuleFactor(const CalibrationData& c, int index) {
     const float f = c.moduleCalibrationFactors[index];
@@ -125,7 +84,7 @@ bool Calibrate(const std::string& dataDir, const std::string& truthPath, Calibra
 
     struct Accumulator {
         LightMeasurement m;
-        std::vector<Point> shots;
+        std::vector<White> shots;
     };
     std::map<std::string, Accumulator> byLight;
     for (const auto& row : truth) {
@@ -144,55 +103,46 @@ bool Calibrate(const std::string& dataDir, const std::string& truthPath, Calibra
         a.m.name = row.illuminant;
         a.m.kind = row.kind;
         a.m.cct = row.cct;
-        a.shots.push_back(LogChroma(rg, bg));
+        a.shots.push_back({std::log(rg), std::log(bg), 1e6 / row.cct});
     }
 
     result = CalibrationResult{};
+    std::vector<White> whites;
+    double lowest = 1e9, highest = 0.0;  // the curve lights' mired
     for (auto& [name, a] : byLight) {
-        Point mean{0, 0};
-        for (const Point& p : a.shots) mean.x += p.x, mean.y += p.y;
-        mean.x /= static_cast<double>(a.shots.size());
-        mean.y /= static_cast<double>(a.shots.size());
-        double spread = 0.0;
-        for (const Point& p : a.shots)
-            spread += (p.x - mean.x) * (p.x - mean.x) + (p.y - mean.y) * (p.y - mean.y);
+        double u = 0.0, v = 0.0, spread = 0.0;
+        for (const White& w : a.shots) u += w.lnRG, v += w.lnBG;
+        u /= static_cast<double>(a.shots.size()), v /= static_cast<double>(a.shots.size());
+        for (const White& w : a.shots)
+            spread += (w.lnRG - u) * (w.lnRG - u) + (w.lnBG - v) * (w.lnBG - v);
         a.m.scatter = std::sqrt(spread / static_cast<double>(a.shots.size()));
-        a.m.rOverG = std::exp(mean.x);
-        a.m.bOverG = std::exp(mean.y);
+        a.m.rOverG = std::exp(u);
+        a.m.bOverG = std::exp(v);
         a.m.shots = static_cast<int>(a.shots.size());
         result.lights.push_back(a.m);
         // Blackbody and daylight sources define the curve; the others only
         // tell how far real lights stray from it.
-        if (a.m.kind == "planckian" || a.m.kind == "daylight") result.curve.push_back(a.m);
+        if (a.m.kind != "planckian" && a.m.kind != "daylight") continue;
+        lowest = std::min(lowest, 1e6 / a.m.cct), highest = std::max(highest, 1e6 / a.m.cct);
+        whites.insert(whites.end(), a.shots.begin(), a.shots.end());
     }
-    std::sort(result.curve.begin(), result.curve.end(),
-              [](const LightMeasurement& x, const LightMeasurement& y) { return x.cct < y.cct; });
-    // Lights of nearly the same temperature would make a kink: keep one.
-    for (std::size_t i = 1; i < result.curve.size();) {
-        if (1e6 / result.curve[i - 1].cct - 1e6 / result.curve[i].cct < 5.0)
-            result.curve.erase(result.curve.begin() + static_cast<long>(i));
-        else
-            ++i;
-    }
-    if (result.curve.size() < 2) {
+    // Lights closer than 5 mired make one curve point.
+    if (highest - lowest < 5.0) {
         error =
             "need chart shots under at least two blackbody or daylight sources of different "
-            "colour temperature; found " +
-            std::to_string(result.curve.size());
+            "colour temperature";
         return false;
     }
-    if (result.curve.front().cct > kLowEndKelvin)
-        result.curve.insert(result.curve.begin(),
-                            Extrapolate(result.curve[0], result.curve[1], kLowEndKelvin));
-    if (result.curve.back().cct < kHighEndKelvin) {
-        const std::size_t n = result.curve.size();
-        result.curve.push_back(
-            Extrapolate(result.curve[n - 1], result.curve[n - 2], kHighEndKelvin));
-    }
+    // The laboratory knows each light's CCT: one curve point per light.
+    result.curve = FitWhiteLocus(std::move(whites), Grouping::SameCt);
 
+    // Each light's distance as the algorithm measures it against the grey zone.
+    const Awb::CtCurve curve = Awb::BuildCurve(result.curve);
     double farthest = 0.0, scatter = 0.0;
     for (auto& m : result.lights) {
-        m.distance = CurveDistance(result.curve, m);
+        const float u = static_cast<float>(std::log(m.rOverG)),
+                    v = static_cast<float>(std::log(m.bOverG));
+        m.distance = std::fabs(Awb::Project(curve, u, v).distance);
         farthest = std::max(farthest, m.distance);
         scatter = std::max(scatter, m.scatter);
     }
@@ -218,12 +168,17 @@ std::string FormatTuningYaml(const CalibrationResult& r, const std::string& sour
         y += line;
     }
     y += "ct_curve:  # [CT K, R/G, B/G] of a grey patch, golden module";
-    y += r.curve.front().name == "extrapolated" || r.curve.back().name == "extrapolated"
+    // An end that no light measured was extended.
+    const auto measured = [&lights](float ct) {
+        return std::any_of(lights.begin(), lights.end(),
+                           [ct](const LightMeasurement& m) { return std::fabs(m.cct - ct) < 0.5; });
+    };
+    y += !measured(r.curve.front().ct) || !measured(r.curve.back().ct)
              ? "; the end points extend the\n           # measured ones in a straight line against "
                "mired\n"
              : "\n";
     for (const auto& m : r.curve)
-        y += "  - [" + Number(m.cct, 0) + ", " + Number(m.rOverG, 4) + ", " + Number(m.bOverG, 4) +
+        y += "  - [" + Number(m.ct, 0) + ", " + Number(m.rOverG, 4) + ", " + Number(m.bOverG, 4) +
              "]\n";
     y += "# The farthest laboratory light from the curve, twice the largest scatter\n";
     y += "# of repeated shots, and a margin for lights and modules not measured.\n";

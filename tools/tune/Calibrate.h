@@ -1,11 +1,14 @@
 // vireo-tune calibrate: derives a camera's white-balance tuning (its CT
 // curve and grey-zone width) from colour checker shots under known
-// laboratory lights, the way tuning engineers calibrate a new sensor.
+// laboratory lights, the way tuning engineers calibrate a new sensor. The
+// curve is fitted as vireo-tune learn fits it (WhiteLocus.h).
 #ifndef VIREO_TUNE_CALIBRATE_H
 #define VIREO_TUNE_CALIBRATE_H
 
 #include <string>
 #include <vector>
+
+#include "TuningParams.h"
 
 // The whole command line, argv[1] being "calibrate". Returns the exit status.
 int RunCalibrate(int argc, char** argv);
@@ -25,7 +28,7 @@ struct LightMeasurement {
 
 struct CalibrationResult {
     std::vector<LightMeasurement> lights;
-    std::vector<LightMeasurement> curve;  // ascending CT, ends extrapolated
+    std::vector<Tuning::CurvePoint> curve;  // ascending CT, ends extended
     double greyZoneWidth = 0.0;
 };
 
