@@ -515,8 +515,6 @@ void LearnedPairsInLanes(const LearnedPlanes& p) {
     // into them).
     auto sum = [](F4 v) { return (v[0] + v[1]) + (v[2] + v[3]); };
     const float totals[3] = {sum(totalMeans), sum(totalBright), sum(totalContrast)};
-    float scales[3];
-    for (int h = 0; h < 3; ++h) scales[h] = totals[h] > 0.0f ? 1.0f / totals[h] : 1.0f;
     const float* odd = meansBright + 2 * cells;
     for (int k = 0; k < cells; ++k) {
         p.histMeans[k] = meansBright[2 * k] + odd[2 * k];
@@ -526,7 +524,8 @@ void LearnedPairsInLanes(const LearnedPlanes& p) {
     float* const hists[3] = {p.histMeans, p.histBright, p.histContrast};
     for (int h = 0; h < 3; ++h) {
         if (!(totals[h] > 0.0f)) continue;
-        for (int k = 0; k < cells; ++k) hists[h][k] *= scales[h];
+        const float scale = 1.0f / totals[h];
+        for (int k = 0; k < cells; ++k) hists[h][k] *= scale;
     }
 }
 

@@ -38,12 +38,6 @@ struct SelectedRegions {
 // time (FourLanes.cpp).
 uint32_t SelectRegions(const VireoAwbRegion* regions, int32_t count, const SelectionLimits& limits,
                        const SelectedRegions& out);
-// The form with a lane-width flag that callers written for the eight-lane
-// build still pass; there is one width now, so the flag is ignored.
-inline uint32_t SelectRegions(const VireoAwbRegion* regions, int32_t count,
-                              const SelectionLimits& limits, const SelectedRegions& out, bool) {
-    return SelectRegions(regions, count, limits, out);
-}
 // Its plain twin, one region at a time: the same bits for regions[0 ..
 // count-1], nothing written past them.
 uint32_t SelectRegionsPlain(const VireoAwbRegion* regions, int32_t count,

@@ -414,10 +414,10 @@ bool Learn(const std::vector<LabelledSample>& samples, const LearnSettings& sett
                                           std::vector<float>(cells)};
     for (const LabelledSample& s : samples) {
         const VireoAwbFrame frame = Score::FrameOf(s.stats);
-        const size_t room = (s.stats.regions.size() + 7) / 8 * 8;
+        const size_t room = (s.stats.regions.size() + 3) / 4 * 4;  // whole groups of four
         r.resize(room), g.resize(room), b.resize(room), selected.resize(room);
         Awb::SelectRegions(frame.regions, frame.regionCount, Awb::MakeLimits(frame, selection),
-                           {r.data(), g.data(), b.data(), selected.data()}, false);
+                           {r.data(), g.data(), b.data(), selected.data()});
         Awb::LearnedHistograms(m, frame, r.data(), g.data(), b.data(), selected.data(),
                                static_cast<float>(s.lnRFactor), static_cast<float>(s.lnBFactor),
                                hist[0].data(), hist[1].data(), hist[2].data(), &work);
