@@ -53,16 +53,45 @@ fi
 
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
+
+# One camera: import, then cross-validate; its table rows to $work/NAME.csv.
+validate() {
+    local camera=$1 name
+    name=$(basename "$camera")
+    if ! "$import" images --images "$camera" --truth "$camera/ground_truth.csv" \
+        --out "$work/$name" >"$work/$name.out" 2>&1; then
+        { echo "real-data.sh: vireo-import failed on $camera:" && cat "$work/$name.out"; } \
+            >"$work/$name.log"
+        return 1
+    fi
+    if ! "$tune" crossval --data "$work/$name" --folds 3 --csv >"$work/$name.csv" \
+        2>"$work/$name.out"; then
+        { echo "real-data.sh: vireo-tune crossval failed on $camera:" && cat "$work/$name.out"; } \
+            >"$work/$name.log"
+        return 1
+    fi
+}
+
+# The cameras are independent: as many at a time as there are cores.
+parallel=$(nproc 2>/dev/null || echo 2)
+pids=()
+for camera in "${cameras[@]}"; do
+    while [ "$(jobs -rp | wc -l)" -ge "$parallel" ]; do sleep 0.2; done
+    validate "$camera" &
+    pids+=($!)
+done
+failed=0
+for i in "${!cameras[@]}"; do
+    if ! wait "${pids[$i]}"; then
+        cat "$work/$(basename "${cameras[$i]}").log" >&2
+        failed=1
+    fi
+done
+[ "$failed" -eq 0 ] || exit 1
+
 printf '%-15s %-15s %4s %7s %7s %7s %7s %7s\n' camera method n mean median trimean best25 worst25
 for camera in "${cameras[@]}"; do
     name=$(basename "$camera")
-    if ! "$import" images --images "$camera" --truth "$camera/ground_truth.csv" \
-        --out "$work/$name" >"$work/$name.import.log" 2>&1; then
-        echo "real-data.sh: vireo-import failed on $camera:" >&2
-        cat "$work/$name.import.log" >&2
-        exit 1
-    fi
-    "$tune" crossval --data "$work/$name" --folds 3 --csv >"$work/$name.csv"
     awk -F, -v camera="$name" 'NR > 1 {
         printf "%-15s %-15s %4d %7.2f %7.2f %7.2f %7.2f %7.2f\n", camera, $1, $2, $3, $4, $5, $6, $7
         camera = ""

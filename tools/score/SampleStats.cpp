@@ -66,6 +66,28 @@ bool GreyWorldWhite(const SampleStats& sample, double& rOverG, double& bOverG) {
     return true;
 }
 
+bool CornerCrop(const SampleStats& from, int corner, double fraction, SampleStats& crop) {
+    const int cols = from.header.horizontalRegionCount, rows = from.header.verticalRegionCount;
+    if (cols <= 0 || rows <= 0 ||
+        static_cast<size_t>(cols) * static_cast<size_t>(rows) != from.regions.size())
+        return false;
+    const int width = static_cast<int>(cols * fraction) / 2 * 2;
+    const int height = static_cast<int>(rows * fraction);
+    if (width < 2 || height < 2) return false;
+    const int left = (corner & 1) != 0 ? cols - width : 0;
+    const int top = (corner & 2) != 0 ? rows - height : 0;
+    crop.header = from.header;
+    crop.calibration = from.calibration;
+    crop.header.horizontalRegionCount = width;
+    crop.header.verticalRegionCount = height;
+    crop.regions.clear();
+    for (int y = top; y < top + height; ++y) {
+        const auto row = from.regions.begin() + static_cast<ptrdiff_t>(y) * cols + left;
+        crop.regions.insert(crop.regions.end(), row, row + width);
+    }
+    return true;
+}
+
 VireoAwbFrame FrameOf(const SampleStats& sample) {
     static_assert(sizeof(VireoAwbRegion) == sizeof(StatsBayerGridChannelInfoS),
                   "the algorithm reads the driver's region records in place");

@@ -33,6 +33,12 @@ bool UsableRegionMeans(const SampleStats& sample, std::size_t region, RegionMean
 // region is usable.
 bool GreyWorldWhite(const SampleStats& sample, double& rOverG, double& bOverG);
 
+// Corner `corner` (0 top left, 1 top right, 2 bottom left, 3 bottom right)
+// of the region grid: `fraction` of its height and of its width, kept even
+// so that side-by-side pairs of regions stay pairs. False when the grid is
+// too small or its counts do not describe it.
+bool CornerCrop(const SampleStats& from, int corner, double fraction, SampleStats& crop);
+
 // The frame the algorithm library gets for a sample, as the reference
 // wrapper builds it (the regions are borrowed from sample).
 VireoAwbFrame FrameOf(const SampleStats& sample);

@@ -310,6 +310,7 @@ LearnSettings DefaultLearnSettings() {
     const char* text = std::getenv("VIREO_LEARN_SETTINGS");
     if (text == nullptr) return s;
     const std::pair<const char*, double*> fields[] = {{"binWidth", &s.binWidth},
+                                                      {"cropFraction", &s.cropFraction},
                                                       {"meanErrorWeight", &s.meanErrorWeight},
                                                       {"crossEntropyWeight", &s.crossEntropyWeight},
                                                       {"errorSmoothing", &s.errorSmoothing},
@@ -329,6 +330,7 @@ LearnSettings DefaultLearnSettings() {
         const std::string name = item.substr(0, eq);
         const double value = eq == std::string::npos ? 0.0 : std::atof(item.c_str() + eq + 1);
         if (name == "bins") s.bins = static_cast<int>(value);
+        if (name == "crops") s.crops = static_cast<int>(value);
         if (name == "firstIterations") s.firstIterations = static_cast<int>(value);
         if (name == "secondIterations") s.secondIterations = static_cast<int>(value);
         for (const auto& [key, field] : fields) {
@@ -412,23 +414,30 @@ bool Learn(const std::vector<LabelledSample>& samples, const LearnSettings& sett
     std::vector<float> r, g, b, selected, work;
     std::vector<float> hist[kChannels] = {std::vector<float>(cells), std::vector<float>(cells),
                                           std::vector<float>(cells)};
+    Score::SampleStats crop;
     for (const LabelledSample& s : samples) {
-        const VireoAwbFrame frame = Score::FrameOf(s.stats);
-        const size_t room = (s.stats.regions.size() + 3) / 4 * 4;  // whole groups of four
-        r.resize(room), g.resize(room), b.resize(room), selected.resize(room);
-        Awb::SelectRegions(frame.regions, frame.regionCount, Awb::MakeLimits(frame, selection),
-                           {r.data(), g.data(), b.data(), selected.data()});
-        Awb::LearnedHistograms(m, frame, r.data(), g.data(), b.data(), selected.data(),
-                               static_cast<float>(s.lnRFactor), static_cast<float>(s.lnBFactor),
-                               hist[0].data(), hist[1].data(), hist[2].data(), &work);
-        for (int c = 0; c < kChannels; ++c) {
-            std::copy(hist[c].begin(), hist[c].end(), p.real);
-            Complex* spectrum = fftw_alloc_complex(halfCells);
-            fftw_execute_dft_r2c(p.forward, p.real, spectrum);
-            p.histograms[c].push_back(spectrum);
+        // The whole grid, then its corner crops under the same white.
+        for (int view = 0; view <= std::min(settings.crops, 4); ++view) {
+            if (view > 0 && !Score::CornerCrop(s.stats, view - 1, settings.cropFraction, crop))
+                break;
+            const Score::SampleStats& stats = view == 0 ? s.stats : crop;
+            const VireoAwbFrame frame = Score::FrameOf(stats);
+            const size_t room = (stats.regions.size() + 3) / 4 * 4;  // whole groups of four
+            r.resize(room), g.resize(room), b.resize(room), selected.resize(room);
+            Awb::SelectRegions(frame.regions, frame.regionCount, Awb::MakeLimits(frame, selection),
+                               {r.data(), g.data(), b.data(), selected.data()});
+            Awb::LearnedHistograms(m, frame, r.data(), g.data(), b.data(), selected.data(),
+                                   static_cast<float>(s.lnRFactor), static_cast<float>(s.lnBFactor),
+                                   hist[0].data(), hist[1].data(), hist[2].data(), &work);
+            for (int c = 0; c < kChannels; ++c) {
+                std::copy(hist[c].begin(), hist[c].end(), p.real);
+                Complex* spectrum = fftw_alloc_complex(halfCells);
+                fftw_execute_dft_r2c(p.forward, p.real, spectrum);
+                p.histograms[c].push_back(spectrum);
+            }
+            p.truthU.push_back((-std::log(s.whiteRG) + s.lnRFactor - m.uStart) / m.binWidth);
+            p.truthV.push_back((-std::log(s.whiteBG) + s.lnBFactor - m.vStart) / m.binWidth);
         }
-        p.truthU.push_back((-std::log(s.whiteRG) + s.lnRFactor - m.uStart) / m.binWidth);
-        p.truthV.push_back((-std::log(s.whiteBG) + s.lnBFactor - m.vStart) / m.binWidth);
     }
 
     const int parameters = (kChannels + 1) * cells;
