@@ -54,22 +54,19 @@ fi
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 
-# One camera: import, then cross-validate; its table rows to $work/NAME.csv.
+# One camera: import, then cross-validate; its table rows to $work/NAME.csv,
+# or what went wrong to $work/NAME.log.
 validate() {
     local camera=$1 name
     name=$(basename "$camera")
-    if ! "$import" images --images "$camera" --truth "$camera/ground_truth.csv" \
-        --out "$work/$name" >"$work/$name.out" 2>&1; then
-        { echo "real-data.sh: vireo-import failed on $camera:" && cat "$work/$name.out"; } \
-            >"$work/$name.log"
+    failed() {
+        { echo "real-data.sh: $1 failed on $camera:" && cat "$work/$name.out"; } >"$work/$name.log"
         return 1
-    fi
-    if ! "$tune" crossval --data "$work/$name" --folds 3 --csv >"$work/$name.csv" \
-        2>"$work/$name.out"; then
-        { echo "real-data.sh: vireo-tune crossval failed on $camera:" && cat "$work/$name.out"; } \
-            >"$work/$name.log"
-        return 1
-    fi
+    }
+    "$import" images --images "$camera" --truth "$camera/ground_truth.csv" \
+        --out "$work/$name" >"$work/$name.out" 2>&1 || failed vireo-import || return 1
+    "$tune" crossval --data "$work/$name" --folds 3 --csv >"$work/$name.csv" \
+        2>"$work/$name.out" || failed "vireo-tune crossval" || return 1
 }
 
 # The cameras are independent: as many at a time as there are cores.

@@ -416,6 +416,8 @@ bool Learn(const std::vector<LabelledSample>& samples, const LearnSettings& sett
                                           std::vector<float>(cells)};
     Score::SampleStats crop;
     for (const LabelledSample& s : samples) {
+        const double truthU = (-std::log(s.whiteRG) + s.lnRFactor - m.uStart) / m.binWidth;
+        const double truthV = (-std::log(s.whiteBG) + s.lnBFactor - m.vStart) / m.binWidth;
         // The whole grid, then its corner crops under the same white.
         for (int view = 0; view <= std::min(settings.crops, 4); ++view) {
             if (view > 0 && !Score::CornerCrop(s.stats, view - 1, settings.cropFraction, crop))
@@ -435,8 +437,8 @@ bool Learn(const std::vector<LabelledSample>& samples, const LearnSettings& sett
                 fftw_execute_dft_r2c(p.forward, p.real, spectrum);
                 p.histograms[c].push_back(spectrum);
             }
-            p.truthU.push_back((-std::log(s.whiteRG) + s.lnRFactor - m.uStart) / m.binWidth);
-            p.truthV.push_back((-std::log(s.whiteBG) + s.lnBFactor - m.vStart) / m.binWidth);
+            p.truthU.push_back(truthU);
+            p.truthV.push_back(truthV);
         }
     }
 

@@ -56,6 +56,24 @@ namespace Vireo::Tune {
 // / 1.37; lower is worse); a Gaussian target for the cross-entropy instead
 // of the four bins around the true white (sigma 0.5 bin: 2.08 / 1.39, 1
 // bin: 2.09 / 1.45).
+// Then, without crops (against 2.08 / 1.37): histograms of the top half, top
+// contrast, top bright or centre as a fourth histogram (2.08-2.10 /
+// 1.33-1.41, no steady gain); bias maps scaled by global features
+// (brightness spread, fill) (2.09-2.13 / 1.38-1.44); a learned weight on the
+// squared distance from the white locus (2.08 / 1.37 or worse); the
+// thumbnails imported on a 64 x 64 grid (2.10 / 1.40); averaging the maps of
+// five models learned on 70 % subsets (2.08 / 1.40; with crops 2.05 / 1.39).
+// With crops (against 2.06 / 1.38): a robust (Cauchy) error of the mean
+// (scale 0.5-3 bins: 2.05-2.13 / 1.36-1.38); more L-BFGS iterations
+// (converged: same result); moving the white towards the white locus (0.7
+// of its offset kept: 2.07 / 1.39; none: 2.17 / 1.49) or towards the mean
+// of nearby regions after the posterior (2.04-2.05 / 1.35-1.38).
+// Learned and decided on the same captures the median is 1.09 (0.88 with a
+// tenth of the penalties): the features, not the fit, bound it. The one
+// lead, not yet in the library (a fourth or fifth histogram, each with its
+// own filter), with crops: the region means weighted by (1 - L / M)^2, the
+// dark surfaces (2.04 / 1.35), those of the top half of the grid (2.04 /
+// 1.35), both (2.02 / 1.33).
 struct LearnSettings {
     // 32 bins of 1/16 (two ln units) do as well on NUS-8 as 64 of 1/32 and
     // cost the library a quarter of the transform.
@@ -93,25 +111,7 @@ struct LearnSettings {
     // the mean went from 2.08 to 2.06 degrees and the worst 25 % from 4.92
     // to 4.87 (median 1.37 to 1.38: within its spread); crops of 0.5 and
     // 0.75, eight crops (0.6 and 0.8) and two did no better, nor crops
-    // weighted 0.5 or 0.25 against the whole. Tried with them and left
-    // (mean / median on the four): averaging the maps of five models learned
-    // on 70 % subsets (2.05 / 1.39); histograms of the top half, top
-    // contrast, top bright or centre as a fourth histogram (all within
-    // 2.08-2.10 / 1.33-1.41, no steady gain); bias maps scaled by global
-    // features (brightness spread, fill) (2.09-2.13 / 1.38-1.44); a learned
-    // weight on the squared distance from the white locus (2.08 / 1.37 or
-    // worse); the thumbnails imported on a 64 x 64 grid (2.10 / 1.40).
-    // Nor did a robust (Cauchy) error of the mean (scale 0.5-3 bins: 2.05-2.13
-    // / 1.36-1.38), more L-BFGS iterations (converged: same result), moving
-    // the white towards the white locus (0.7 of its offset kept: 2.07 /
-    // 1.39; none: 2.17 / 1.49) or towards the mean of nearby regions after
-    // the posterior (2.04-2.05 / 1.35-1.38).
-    // Learned and decided on the same captures the median is 1.09 (0.88
-    // with a tenth of the penalties): the features, not the fit, bound it.
-    // The one lead, not yet in the library (each costs a fourth or fifth
-    // histogram with its own filter): the region means weighted by
-    // (1 - L / M)^2, the dark surfaces (2.04 / 1.35), those of the top half
-    // of the grid (2.04 / 1.35), both (2.02 / 1.33).
+    // weighted 0.5 or 0.25 against the whole.
     int crops = 4;  // at most 4
     double cropFraction = 0.6;
 };
