@@ -52,9 +52,8 @@ struct Fixture {
         m.uStart = -0.5f;
         m.vStart = -0.5f;
         Vireo::Testing::Lcg lcg(7);
-        for (std::vector<float>* map :
-             {&m.filterMeans, &m.filterContrast, &m.filterBright, &m.bias}) {
-            for (int k = 0; k < 32 * 32; ++k) map->push_back(lcg.Next());
+        for (const Vireo::Tuning::LearnedMapKey& key : Vireo::Tuning::kLearnedMapKeys) {
+            for (int k = 0; k < 32 * 32; ++k) (m.*key.member).push_back(lcg.Next());
         }
         Write(learnedTuningPath, Vireo::Tuning::Encode(params));
     }

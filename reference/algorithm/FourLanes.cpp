@@ -385,9 +385,8 @@ void LearnedPairsInLanes(const LearnedPlanes& p) {
     const F4 lnR = Splat<F4>(p.lnR);
     const F4 lnB = Splat<F4>(p.lnB);
     const F4 inverseBrightest = Splat<F4>(brightest > 0.0f ? 1.0f / (3.0f * brightest) : 0.0f);
-    F4 totalMeans = zero;
-    F4 totalContrast = zero;
-    F4 totalBright = zero;
+    // Per histogram, four partial sums of its weights.
+    F4 totals[kLearnedHistograms] = {zero, zero, zero, zero, zero};
     const float* pr = p.means;
     const float* pg = p.means + stride;
     const float* pb = p.means + 2 * stride;
@@ -399,7 +398,7 @@ void LearnedPairsInLanes(const LearnedPlanes& p) {
     float* const meanV = p.meanFu;
     float* const contrastU = p.contrastAt;
     float* const contrastV = p.contrastFu;
-    float* const levelSquared = p.brightWeights;  // until the last pass
+    float* const levels = p.brightWeights;  // until the last pass
     for (int i = 0; i < span / 2; i += 4) {
         const int j = 2 * i;
         const F4 w0 = Load<F4>(p.weights + j);
@@ -430,9 +429,8 @@ void LearnedPairsInLanes(const LearnedPlanes& p) {
         const F4 bb = some ? weighted(pb) * inverse : one;
         Store(meanU + i, gg / rr);
         Store(meanV + i, gg / bb);
-        // The bright histogram: weight times (L / M)^4.
-        const F4 level = (rr + gg + bb) * inverseBrightest;
-        Store(levelSquared + i, level * level);
+        // L / M, for the bright and dark histograms' weights.
+        Store(levels + i, (rr + gg + bb) * inverseBrightest);
         Store(p.pairWeights + i, weight);
         F4 er = deviation(0);
         F4 eg = deviation(1);
@@ -454,78 +452,105 @@ void LearnedPairsInLanes(const LearnedPlanes& p) {
         Store(contrastU + i, FastLnLanes(Load<F4>(contrastU + i)) + lnR);
         Store(contrastV + i, FastLnLanes(Load<F4>(contrastV + i)) + lnB);
     }
-    // Where they fall on the grid, and the weights of those that do.
+    // Where they fall on the grid, and the weights of those that do: the
+    // bright histogram's weight times (L / M)^4, the dark one's times
+    // (1 - L / M)^2; the top one's as the means' in the pairs before topPairs.
+    const F4 topPairs = Splat<F4>(static_cast<float>(p.topPairs));
     for (int i = 0; i < span / 2; i += 4) {
         F4 weight = Load<F4>(p.pairWeights + i);
         Place(p, Load<F4>(meanU + i), Load<F4>(meanV + i), &weight, p.meanAt + i, p.meanFu + i,
               p.meanFv + i);
-        const F4 squared = Load<F4>(levelSquared + i);
+        const F4 level = Load<F4>(levels + i);
+        const F4 squared = level * level;
         const F4 brightWeight = weight * squared * squared;
+        F4 darkness = one - level;
+        darkness = darkness > zero ? darkness : zero;
+        const F4 darkWeight = weight * darkness * darkness;
+        const I4 top = Splat<F4>(static_cast<float>(i)) + F4{0.0f, 1.0f, 2.0f, 3.0f} < topPairs;
         Store(p.pairWeights + i, weight);
         Store(p.brightWeights + i, brightWeight);
-        totalMeans += weight;
-        totalBright += brightWeight;
+        Store(p.darkWeights + i, darkWeight);
+        totals[kHistMeans] += weight;
+        totals[kHistBright] += brightWeight;
+        totals[kHistDark] += darkWeight;
+        totals[kHistTop] += top ? weight : zero;
         F4 contrastWeight = Load<F4>(p.contrastWeights + i);
         Place(p, Load<F4>(contrastU + i), Load<F4>(contrastV + i), &contrastWeight,
               p.contrastAt + i, p.contrastFu + i, p.contrastFv + i);
         Store(p.contrastWeights + i, contrastWeight);
-        totalContrast += contrastWeight;
+        totals[kHistContrast] += contrastWeight;
     }
-    // Each pair's weight shared between its four bin centres. The means and
-    // bright histograms are built interleaved, cell by cell, so a pair adds
-    // to both at two neighbouring cells with one four-lane addition, and
-    // the two cells a row below with another. Neighbouring pairs mostly
-    // fall into the same bins, and each addition would wait for the one
-    // before it through memory: the odd pairs go to a second set of
-    // histograms, which is added at the end. Every bin receives the same
-    // additions in the same order as in the plain form.
+    // Each pair's weight shared between its four bin centres. The means,
+    // bright, dark and top histograms take a pair at the same place, so they
+    // are built interleaved, cell by cell: a pair adds to all four at a cell
+    // with one four-lane addition. Neighbouring pairs mostly fall into the
+    // same bins, and each addition would wait for the one before it through
+    // memory: the odd pairs go to a second set of histograms, which is added
+    // at the end. Every bin receives the same additions in the same order as
+    // in the plain form.
     const int n = p.n;
     const int cells = n * n;
-    float* meansBright = p.scratch;               // even, odd: 2 n^2 each
-    float* contrastSets = p.scratch + 4 * cells;  // even, odd: n^2 each
-    std::fill(p.scratch, p.scratch + 6 * cells, 0.0f);
-    auto sharesOf = [](float fu, float fv) {
-        const float u1 = 1.0f - fu;
-        const float v1 = 1.0f - fv;
-        return F4{u1, u1, fu, fu} * F4{v1, fv, v1, fv};
-    };
+    float* interleaved = p.scratch;               // even, odd: 4 n^2 each
+    float* contrastSets = p.scratch + 8 * cells;  // even, odd: n^2 each
+    std::fill(p.scratch, p.scratch + 10 * cells, 0.0f);
     for (int j = 0; j < p.pairs; ++j) {
         const int set = j & 1;
         const float weight = p.pairWeights[j];
         if (weight != 0.0f) {
-            const F4 shares = sharesOf(p.meanFu[j], p.meanFv[j]);
-            const F4 toMeans = Splat<F4>(weight) * shares;
-            const F4 toBright = Splat<F4>(p.brightWeights[j]) * shares;
-            float* at = meansBright + set * 2 * cells + 2 * static_cast<int>(p.meanAt[j]);
-            Store(at, Load<F4>(at) + __builtin_shufflevector(toMeans, toBright, 0, 4, 1, 5));
-            Store(at + 2 * n,
-                  Load<F4>(at + 2 * n) + __builtin_shufflevector(toMeans, toBright, 2, 6, 3, 7));
+            const float fu = p.meanFu[j];
+            const float fv = p.meanFv[j];
+            const float shares[4] = {(1.0f - fu) * (1.0f - fv), (1.0f - fu) * fv, fu * (1.0f - fv),
+                                     fu * fv};
+            const F4 weights{weight, p.brightWeights[j], p.darkWeights[j],
+                             j < p.topPairs ? weight : 0.0f};
+            float* at = interleaved + set * 4 * cells + 4 * static_cast<int>(p.meanAt[j]);
+            const int offsets[4] = {0, 4, 4 * n, 4 * n + 4};
+            for (int c = 0; c < 4; ++c) {
+                float* cell = at + offsets[c];
+                Store(cell, Load<F4>(cell) + weights * Splat<F4>(shares[c]));
+            }
         }
         const float contrastWeight = p.contrastWeights[j];
         if (contrastWeight != 0.0f) {
-            const F4 share = Splat<F4>(contrastWeight) * sharesOf(p.contrastFu[j], p.contrastFv[j]);
+            const float fu = p.contrastFu[j];
+            const float fv = p.contrastFv[j];
             float* at = contrastSets + set * cells + static_cast<int>(p.contrastAt[j]);
-            at[0] += share[0];
-            at[1] += share[1];
-            at[n] += share[2];
-            at[n + 1] += share[3];
+            at[0] += contrastWeight * ((1.0f - fu) * (1.0f - fv));
+            at[1] += contrastWeight * ((1.0f - fu) * fv);
+            at[n] += contrastWeight * (fu * (1.0f - fv));
+            at[n + 1] += contrastWeight * (fu * fv);
         }
     }
     // Even plus odd, scaled to sum to 1 (left as they are when nothing fell
     // into them).
-    auto sum = [](F4 v) { return (v[0] + v[1]) + (v[2] + v[3]); };
-    const float totals[3] = {sum(totalMeans), sum(totalBright), sum(totalContrast)};
-    const float* odd = meansBright + 2 * cells;
-    for (int k = 0; k < cells; ++k) {
-        p.histMeans[k] = meansBright[2 * k] + odd[2 * k];
-        p.histBright[k] = meansBright[2 * k + 1] + odd[2 * k + 1];
-        p.histContrast[k] = contrastSets[k] + contrastSets[cells + k];
+    const float* odd = interleaved + 4 * cells;
+    float* const out[4] = {p.histograms + kHistMeans * cells, p.histograms + kHistBright * cells,
+                           p.histograms + kHistDark * cells, p.histograms + kHistTop * cells};
+    for (int k = 0; k < cells; k += 4) {
+        // Four cells of four histograms each, transposed into four cells of
+        // each histogram.
+        F4 v[4];
+        for (int c = 0; c < 4; ++c) {
+            v[c] = Load<F4>(interleaved + 4 * (k + c)) + Load<F4>(odd + 4 * (k + c));
+        }
+        const F4 low01 = __builtin_shufflevector(v[0], v[1], 0, 4, 1, 5);
+        const F4 high01 = __builtin_shufflevector(v[0], v[1], 2, 6, 3, 7);
+        const F4 low23 = __builtin_shufflevector(v[2], v[3], 0, 4, 1, 5);
+        const F4 high23 = __builtin_shufflevector(v[2], v[3], 2, 6, 3, 7);
+        Store(out[0] + k, __builtin_shufflevector(low01, low23, 0, 1, 4, 5));
+        Store(out[1] + k, __builtin_shufflevector(low01, low23, 2, 3, 6, 7));
+        Store(out[2] + k, __builtin_shufflevector(high01, high23, 0, 1, 4, 5));
+        Store(out[3] + k, __builtin_shufflevector(high01, high23, 2, 3, 6, 7));
+        Store(p.histograms + kHistContrast * cells + k,
+              Load<F4>(contrastSets + k) + Load<F4>(contrastSets + cells + k));
     }
-    float* const hists[3] = {p.histMeans, p.histBright, p.histContrast};
-    for (int h = 0; h < 3; ++h) {
-        if (!(totals[h] > 0.0f)) continue;
-        const float scale = 1.0f / totals[h];
-        for (int k = 0; k < cells; ++k) hists[h][k] *= scale;
+    for (int h = 0; h < kLearnedHistograms; ++h) {
+        const F4 v = totals[h];
+        const float total = (v[0] + v[1]) + (v[2] + v[3]);
+        if (!(total > 0.0f)) continue;
+        const float scale = 1.0f / total;
+        float* hist = p.histograms + h * cells;
+        for (int k = 0; k < cells; ++k) hist[k] *= scale;
     }
 }
 

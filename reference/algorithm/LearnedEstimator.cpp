@@ -41,17 +41,16 @@ float DeviationPlain(const float* right, const float* down, int cols, int j) {
     return ((right[j] + right[j - 1]) + down[j]) + down[j - cols];
 }
 
-// Adds weight w, shared between the four bin centres from `at` by the
-// offsets fu, fv, to hist, and weight w2 likewise to hist2 (when not null).
-inline void Share(int n, float first, float fu, float fv, float w, float* hist, float w2,
-                  float* hist2) {
+// Shares each of the weights w[0..count) between the four bin centres from
+// `at` by the offsets fu, fv, adding to hists[0..count).
+inline void Share(int n, float first, float fu, float fv, const float* w, float* const* hists,
+                  int count) {
     const float shares[4] = {(1.0f - fu) * (1.0f - fv), (1.0f - fu) * fv, fu * (1.0f - fv),
                              fu * fv};
     const int at = static_cast<int>(first);
     const int offsets[4] = {0, 1, n, n + 1};
-    for (int c = 0; c < 4; ++c) hist[at + offsets[c]] += w * shares[c];
-    if (hist2 != nullptr) {
-        for (int c = 0; c < 4; ++c) hist2[at + offsets[c]] += w2 * shares[c];
+    for (int h = 0; h < count; ++h) {
+        for (int c = 0; c < 4; ++c) hists[h][at + offsets[c]] += w[h] * shares[c];
     }
 }
 
@@ -92,9 +91,8 @@ void LearnedPairsPlain(const LearnedPlanes& p) {
     const float brightest = std::max(std::max(brightestLanes[0], brightestLanes[1]),
                                      std::max(brightestLanes[2], brightestLanes[3]));
     const float inverseBrightest = brightest > 0.0f ? 1.0f / (3.0f * brightest) : 0.0f;
-    float totalMeans[4] = {0.0f, 0.0f, 0.0f, 0.0f};
-    float totalContrast[4] = {0.0f, 0.0f, 0.0f, 0.0f};
-    float totalBright[4] = {0.0f, 0.0f, 0.0f, 0.0f};
+    // Per histogram, four partial sums of its weights.
+    float totals[kLearnedHistograms][4] = {};
     for (int i = 0; i < span / 2; ++i) {
         const int j = 2 * i;
         const float wa = p.weights[j];
@@ -119,10 +117,16 @@ void LearnedPairsPlain(const LearnedPlanes& p) {
         const float level = (rr + gg + bb) * inverseBrightest;
         const float squared = level * level;
         const float brightWeight = weight * squared * squared;
+        float darkness = 1.0f - level;
+        darkness = darkness > 0.0f ? darkness : 0.0f;
+        const float darkWeight = weight * darkness * darkness;
         p.pairWeights[i] = weight;
         p.brightWeights[i] = brightWeight;
-        totalMeans[i % 4] += weight;
-        totalBright[i % 4] += brightWeight;
+        p.darkWeights[i] = darkWeight;
+        totals[kHistMeans][i % 4] += weight;
+        totals[kHistBright][i % 4] += brightWeight;
+        totals[kHistDark][i % 4] += darkWeight;
+        totals[kHistTop][i % 4] += i < p.topPairs ? weight : 0.0f;
         float er = deviation(0);
         float eg = deviation(1);
         float eb = deviation(2);
@@ -135,46 +139,46 @@ void LearnedPairsPlain(const LearnedPlanes& p) {
         PlacePlain(p, FastLn(eg / er) + p.lnR, FastLn(eg / eb) + p.lnB, &contrastWeight,
                    p.contrastAt + i, p.contrastFu + i, p.contrastFv + i);
         p.contrastWeights[i] = contrastWeight;
-        totalContrast[i % 4] += contrastWeight;
+        totals[kHistContrast][i % 4] += contrastWeight;
     }
     // Neighbouring pairs mostly fall into the same bins, and each addition
     // would wait for the one before it through memory: the odd pairs go to
     // a second set of histograms, which is added at the end.
     const int n = p.n;
     const int cells = n * n;
-    float* odd = p.scratch;
-    std::fill(odd, odd + 3 * cells, 0.0f);
-    std::fill(p.histMeans, p.histMeans + cells, 0.0f);
-    std::fill(p.histContrast, p.histContrast + cells, 0.0f);
-    std::fill(p.histBright, p.histBright + cells, 0.0f);
+    float* odd = p.scratch;  // a block like p.histograms
+    std::fill(odd, odd + kLearnedHistograms * cells, 0.0f);
+    std::fill(p.histograms, p.histograms + kLearnedHistograms * cells, 0.0f);
     for (int j = 0; j < p.pairs; ++j) {
+        float* block = (j & 1) ? odd : p.histograms;
         if (p.pairWeights[j] != 0.0f) {
-            Share(n, p.meanAt[j], p.meanFu[j], p.meanFv[j], p.pairWeights[j],
-                  (j & 1) ? odd : p.histMeans, p.brightWeights[j],
-                  (j & 1) ? odd + cells : p.histBright);
+            // The means, bright, dark and top histograms take the pair at the same place.
+            const float w[4] = {p.pairWeights[j], p.brightWeights[j], p.darkWeights[j],
+                                j < p.topPairs ? p.pairWeights[j] : 0.0f};
+            float* const hists[4] = {block + kHistMeans * cells, block + kHistBright * cells,
+                                     block + kHistDark * cells, block + kHistTop * cells};
+            Share(n, p.meanAt[j], p.meanFu[j], p.meanFv[j], w, hists, 4);
         }
         if (p.contrastWeights[j] != 0.0f) {
-            Share(n, p.contrastAt[j], p.contrastFu[j], p.contrastFv[j], p.contrastWeights[j],
-                  (j & 1) ? odd + 2 * cells : p.histContrast, 0.0f, nullptr);
+            float* const hists[1] = {block + kHistContrast * cells};
+            Share(n, p.contrastAt[j], p.contrastFu[j], p.contrastFv[j], &p.contrastWeights[j],
+                  hists, 1);
         }
     }
-    auto sum = [](const float* v) { return (v[0] + v[1]) + (v[2] + v[3]); };
-    Finish(sum(totalMeans), cells, odd, p.histMeans);
-    Finish(sum(totalBright), cells, odd + cells, p.histBright);
-    Finish(sum(totalContrast), cells, odd + 2 * cells, p.histContrast);
+    for (int h = 0; h < kLearnedHistograms; ++h) {
+        const float* v = totals[h];
+        Finish((v[0] + v[1]) + (v[2] + v[3]), cells, odd + h * cells, p.histograms + h * cells);
+    }
 }
 
 void LearnedHistograms(const Tuning::LearnedModel& m, const VireoAwbFrame& frame, const float* r,
                        const float* g, const float* b, const float* selected, float lnRFactor,
-                       float lnBFactor, float* means, float* contrast, float* bright,
-                       std::vector<float>* work, bool plain) {
+                       float lnBFactor, float* histograms, std::vector<float>* work, bool plain) {
     const int n = static_cast<int>(m.bins);
     const int cells = n * n;
     const int count = frame.regions != nullptr ? std::max(frame.regionCount, 0) : 0;
     if (count == 0) {
-        std::fill(means, means + cells, 0.0f);
-        std::fill(contrast, contrast + cells, 0.0f);
-        std::fill(bright, bright + cells, 0.0f);
+        std::fill(histograms, histograms + kLearnedHistograms * cells, 0.0f);
         return;
     }
     int cols = frame.horizontalRegionCount;
@@ -188,9 +192,9 @@ void LearnedHistograms(const Tuning::LearnedModel& m, const VireoAwbFrame& frame
     // for the zeros before each plane of differences), then scratch for the
     // histograms.
     const int stride = (count + 2 * cols + 16) / 4 * 4;
-    const int planeCount = 15;
+    const int planeCount = 16;
     const int front = (cols + 4) / 4 * 4;  // zeros before the differences
-    const size_t size = static_cast<size_t>(planeCount + 6) * stride + front + 6 * cells;
+    const size_t size = static_cast<size_t>(planeCount + 6) * stride + front + 10 * cells;
     if (work->size() < size) work->resize(size);
     float* planes = work->data();
     float* chosen = planes + 3 * stride;
@@ -206,6 +210,7 @@ void LearnedHistograms(const Tuning::LearnedModel& m, const VireoAwbFrame& frame
     p.stride = stride;
     p.cols = cols;
     p.pairs = (count + 1) / 2;
+    p.topPairs = (rows / 2 * cols + 1) / 2;
     p.n = n;
     p.uStart = m.uStart;
     p.vStart = m.vStart;
@@ -221,10 +226,9 @@ void LearnedHistograms(const Tuning::LearnedModel& m, const VireoAwbFrame& frame
     p.contrastAt = planes + 12 * stride;
     p.contrastFu = planes + 13 * stride;
     p.contrastFv = planes + 14 * stride;
+    p.darkWeights = planes + 15 * stride;
     p.scratch = diff + 6 * stride;
-    p.histMeans = means;
-    p.histContrast = contrast;
-    p.histBright = bright;
+    p.histograms = histograms;
     // Copies with room past the last region (1 for the means, 0 for the
     // rest); a region not selected has finite means (SelectRegions sees to
     // that) and weight 0, and takes part in no difference. A single row
@@ -277,64 +281,72 @@ void InitLearned(const Tuning::LearnedModel& model, LearnedState* s) {
     const int n = static_cast<int>(model.bins);
     const size_t cells = static_cast<size_t>(n) * n;
     InitSmallFft(n, &s->fft);
+    s->darkAndTop = !model.filterDark.empty();
+    // The spectrum of (first - i second) / n^2 of two maps (second may be
+    // absent: zero).
     const float scale = 1.0f / static_cast<float>(cells);
-    auto spectrum = [&](const std::vector<float>& map, std::vector<float>* re,
-                        std::vector<float>* im) {
+    auto spectrum = [&](const std::vector<float>& first, const std::vector<float>* second,
+                        std::vector<float>* re, std::vector<float>* im) {
         re->resize(cells);
         im->assign(cells, 0.0f);
-        for (size_t k = 0; k < cells; ++k) (*re)[k] = map[k] * scale;
+        for (size_t k = 0; k < cells; ++k) (*re)[k] = first[k] * scale;
+        if (second != nullptr && !second->empty()) {
+            for (size_t k = 0; k < cells; ++k) (*im)[k] = -(*second)[k] * scale;
+        }
         ForwardFft(s->fft, re->data(), im->data());
     };
-    spectrum(model.filterMeans, &s->meansRe, &s->meansIm);
-    spectrum(model.filterContrast, &s->contrastRe, &s->contrastIm);
-    spectrum(model.filterBright, &s->brightRe, &s->brightIm);
+    for (int t = 0; t < kLearnedTransforms; ++t) {
+        const int first = 2 * t;
+        const std::vector<float>* second =
+            first + 1 < kLearnedHistograms ? &(model.*kLearnedFilters[first + 1]) : nullptr;
+        const std::vector<float>& filter = model.*kLearnedFilters[first];
+        if (filter.empty()) {
+            s->filterRe[t].assign(cells, 0.0f);
+            s->filterIm[t].assign(cells, 0.0f);
+        } else {
+            spectrum(filter, second, &s->filterRe[t], &s->filterIm[t]);
+        }
+    }
     // The bias is added to the convolution's result; in the frequency domain
     // it is one more term of the sum, which saves a pass over the bins.
-    spectrum(model.bias, &s->biasRe, &s->biasIm);
+    spectrum(model.bias, nullptr, &s->biasRe, &s->biasIm);
     s->re.assign(cells, 0.0f);
     s->im.assign(cells, 0.0f);
-    s->histMeans.assign(cells, 0.0f);
-    s->histContrast.assign(cells, 0.0f);
-    s->histBright.assign(cells, 0.0f);
-    s->brightScratch.assign(cells, 0.0f);
+    s->histograms.assign(kLearnedHistograms * cells, 0.0f);
+    s->topImaginary.assign(cells, 0.0f);
 }
 
-LearnedWhite LearnedPosterior(LearnedState* s, const float* means, const float* contrast,
-                              const float* bright, float* logPosterior, bool plain) {
+LearnedWhite LearnedPosterior(LearnedState* s, const float* histograms, float* logPosterior,
+                              bool plain) {
     const Tuning::LearnedModel& m = s->model;
     const int n = static_cast<int>(m.bins);
     const int cells = n * n;
-    // Both histograms are real, so one complex transform carries them: the
-    // means as the real part, the contrast as the imaginary part.
-    float* re = s->histMeans.data();
-    float* im = s->histContrast.data();
-    if (re != means) std::copy(means, means + cells, re);
-    if (im != contrast) std::copy(contrast, contrast + cells, im);
-    ForwardFft(s->fft, re, im);
-    // The bright histogram on its own (its imaginary part zero).
-    float* br = s->histBright.data();
-    float* bi = s->brightScratch.data();
-    if (br != bright) std::copy(bright, bright + cells, br);
-    std::fill(bi, bi + cells, 0.0f);
-    ForwardFft(s->fft, br, bi);
+    float* h = s->histograms.data();
+    if (h != histograms) std::copy(histograms, histograms + kLearnedHistograms * cells, h);
+    // The histograms are real, so one complex transform carries two, a + i b
+    // (means and contrast, bright and dark; the top one alone, and only when
+    // the model has its filter). Times the spectrum of fa - i fb, the real
+    // part of the product's inverse transform is a * fa + b * fb (the
+    // circular convolutions); its imaginary part is not needed.
+    float* const hr[kLearnedTransforms] = {h + kHistMeans * cells, h + kHistBright * cells,
+                                           h + kHistTop * cells};
+    float* const hi[kLearnedTransforms] = {h + kHistContrast * cells, h + kHistDark * cells,
+                                           s->topImaginary.data()};
+    const int transforms = s->darkAndTop ? kLearnedTransforms : kLearnedTransforms - 1;
+    if (s->darkAndTop) std::fill(hi[2], hi[2] + cells, 0.0f);
+    for (int t = 0; t < transforms; ++t) ForwardFft(s->fft, hr[t], hi[t]);
     float* yr = s->re.data();
     float* yi = s->im.data();
-    for (int a = 0; a < n; ++a) {
-        const int ac = (n - a) & (n - 1);
-        for (int c = 0; c < n; ++c) {
-            const int k = a * n + c;
-            const int kc = ac * n + ((n - c) & (n - 1));
-            // The spectra of the two histograms, from S(k) and conj(S(-k)).
-            const float m1r = 0.5f * (re[k] + re[kc]);
-            const float m1i = 0.5f * (im[k] - im[kc]);
-            const float c1r = 0.5f * (im[k] + im[kc]);
-            const float c1i = -0.5f * (re[k] - re[kc]);
-            yr[k] = m1r * s->meansRe[k] - m1i * s->meansIm[k] + c1r * s->contrastRe[k] -
-                    c1i * s->contrastIm[k] + br[k] * s->brightRe[k] - bi[k] * s->brightIm[k] +
-                    s->biasRe[k];
-            yi[k] = m1r * s->meansIm[k] + m1i * s->meansRe[k] + c1r * s->contrastIm[k] +
-                    c1i * s->contrastRe[k] + br[k] * s->brightIm[k] + bi[k] * s->brightRe[k] +
-                    s->biasIm[k];
+    std::copy(s->biasRe.begin(), s->biasRe.end(), yr);
+    std::copy(s->biasIm.begin(), s->biasIm.end(), yi);
+    for (int t = 0; t < transforms; ++t) {
+        const float* xr = hr[t];
+        const float* xi = hi[t];
+        const float* fr = s->filterRe[t].data();
+        const float* fi = s->filterIm[t].data();
+        for (int k = 0; k < cells; ++k) {
+            yr[k] += xr[k] * fr[k] - xi[k] * fi[k];
+            yi[k] += xr[k] * fi[k] + xi[k] * fr[k];
         }
     }
     InverseFft(s->fft, yr, yi);

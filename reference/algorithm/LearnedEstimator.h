@@ -1,13 +1,14 @@
 // The learned white balance (mode learned), of the "fast Fourier colour
-// constancy" kind: two histograms of the sample in the log-chromaticity
-// plane u = ln(G/R), v = ln(G/B) - one of the region means, one of their
-// local absolute deviation over the region grid, one of the means weighted
-// towards the brightest - are each convolved with a learned
-// filter, a learned bias map is added, and the softmax of the sum is a
-// posterior over the white point. Its mean is the estimate; its spread says
-// how sure the estimate is. vireo-tune learn fits the filters and the bias
-// with the same histograms (LearnedHistograms), so what is learned and
-// what runs here cannot drift apart.
+// constancy" kind: histograms of the sample in the log-chromaticity plane
+// u = ln(G/R), v = ln(G/B) - of the region means, of their local absolute
+// deviation over the region grid, and of the means again weighted towards
+// the brightest, towards the darkest and to the top half of the frame - are
+// each convolved with a learned filter, a learned bias map is added, and
+// the softmax of the sum is a posterior over the white point. Its mean is
+// the estimate; its spread says how sure the estimate is. vireo-tune learn
+// fits the filters and the bias with the same histograms
+// (LearnedHistograms), so what is learned and what runs here cannot drift
+// apart.
 #ifndef VIREO_REFERENCE_LEARNED_ESTIMATOR_H
 #define VIREO_REFERENCE_LEARNED_ESTIMATOR_H
 
@@ -20,8 +21,21 @@
 namespace Vireo {
 namespace Awb {
 
-// Fills the two histograms (model.bins^2 floats each, row-major in u) of a
-// sample from its region means and selection as SelectRegions gives them
+// The histograms, in the order they lie in a block of kLearnedHistograms
+// times bins^2 floats (each row-major in u) and the order of the model's
+// filters.
+enum LearnedHistogram : int { kHistMeans, kHistContrast, kHistBright, kHistDark, kHistTop };
+inline constexpr int kLearnedHistograms = 5;
+// Transforms the posterior takes: two histograms each, the last one alone.
+inline constexpr int kLearnedTransforms = (kLearnedHistograms + 1) / 2;
+// The model's filter of each histogram.
+inline constexpr std::vector<float> Tuning::LearnedModel::*kLearnedFilters[kLearnedHistograms] = {
+    &Tuning::LearnedModel::filterMeans, &Tuning::LearnedModel::filterContrast,
+    &Tuning::LearnedModel::filterBright, &Tuning::LearnedModel::filterDark,
+    &Tuning::LearnedModel::filterTop};
+
+// Fills the histograms of a sample from its region means and selection as
+// SelectRegions gives them
 // (each array with room for the region count rounded up to a multiple of 4).
 // The local contrast of a region is, per channel, the sum of the absolute
 // differences between its mean and those of its selected four nearest
@@ -33,12 +47,17 @@ namespace Awb {
 // bright histogram holds the pooled means again, each weight times
 // (L / M)^4, L the pair's mean of R, G and B, M the largest channel mean of
 // a selected region: bright surfaces (white ones, highlights) show the
-// light's colour most. work is scratch, resized as needed.
+// light's colour most. The dark histogram weights them by (1 - L / M)^2
+// instead: shadows and dark surfaces, lit by the same light, tell what the
+// bright ones cannot (a bright surface may be coloured itself). The top
+// histogram holds the pooled means of the upper half of the grid's rows
+// (of a pair, its first region's row): sky and ceiling lights above, the
+// ground and the subject below. work is scratch, resized as needed.
 // plain: the plain twin of the four-lane passes (the same bits, slower).
 void LearnedHistograms(const Tuning::LearnedModel& model, const VireoAwbFrame& frame,
                        const float* r, const float* g, const float* b, const float* selected,
-                       float lnRFactor, float lnBFactor, float* means, float* contrast,
-                       float* bright, std::vector<float>* work, bool plain = false);
+                       float lnRFactor, float lnBFactor, float* histograms,
+                       std::vector<float>* work, bool plain = false);
 
 // What the posterior tells.
 struct LearnedWhite {
@@ -52,24 +71,29 @@ struct LearnedWhite {
 struct LearnedState {
     Tuning::LearnedModel model;
     SmallFft fft;
-    // Spectra of the two filters and of the bias, 1/n^2 folded in so the
-    // inverse transform needs no scaling (the FFT's transposed layout).
-    std::vector<float> meansRe, meansIm, contrastRe, contrastIm, brightRe, brightIm, biasRe, biasIm;
+    // Whether the model has the dark and top filters (a model learned
+    // before them has not: the top histogram is then left out).
+    bool darkAndTop = false;
+    // Spectra of fa - i fb of the filters of the histograms that share a
+    // transform (means and contrast, bright and dark, top alone) and of the
+    // bias, 1/n^2 folded in so the inverse transform needs no scaling (the
+    // FFT's transposed layout).
+    std::vector<float> filterRe[kLearnedTransforms], filterIm[kLearnedTransforms], biasRe, biasIm;
     // Scratch reused from sample to sample.
-    std::vector<float> re, im;                               // n^2
-    std::vector<float> histMeans, histContrast, histBright;  // n^2
-    std::vector<float> brightScratch;                        // n^2, its transform's imaginary part
-    std::vector<float> work;                                 // per region, for the contrast
+    std::vector<float> re, im;        // n^2
+    std::vector<float> histograms;    // kLearnedHistograms n^2
+    std::vector<float> topImaginary;  // n^2, the top histogram's transform's imaginary part
 };
 
 // model must have passed Tuning::Validate with bins > 0.
 void InitLearned(const Tuning::LearnedModel& model, LearnedState* state);
 
-// The posterior of the three histograms (from LearnedHistograms); writes the
+// The posterior of the histograms (a block from LearnedHistograms; when it
+// is state->histograms, they are transformed in place); writes the
 // unnormalised log posterior (n^2 floats) into logPosterior when not null.
 // plain: the plain twin of the four-lane softmax.
-LearnedWhite LearnedPosterior(LearnedState* state, const float* means, const float* contrast,
-                              const float* bright, float* logPosterior, bool plain = false);
+LearnedWhite LearnedPosterior(LearnedState* state, const float* histograms, float* logPosterior,
+                              bool plain = false);
 
 // --- inside the library: the per-region passes of LearnedHistograms ---
 
@@ -99,24 +123,25 @@ struct LearnedPlanes {
     float invWidth;
     float lnR;
     float lnB;
+    // Pairs before this one lie in the top half (their first region's row).
+    int topPairs;
     // Per pair: its weight in the means and contrast histograms and in the
-    // bright one; for the means and for the contrast, the first of the four
+    // bright and dark ones; for the means and for the contrast, the first of the four
     // bin centres around it (its cell index, exact as a float) and the
     // offsets from it in u and v.
     float* pairWeights;
     float* contrastWeights;
     float* brightWeights;
+    float* darkWeights;
     float* meanAt;
     float* meanFu;
     float* meanFv;
     float* contrastAt;
     float* contrastFu;
     float* contrastFv;
-    float* scratch;  // 6 n^2
-    // The histograms, n^2 each.
-    float* histMeans;
-    float* histContrast;
-    float* histBright;
+    float* scratch;  // 10 n^2
+    // The histograms, a block in LearnedHistogram order.
+    float* histograms;
 };
 
 // Fills diff, the per-pair planes and the histograms: four regions (pairs)

@@ -11,10 +11,9 @@ void LearnedSearch(Estimator* e, const VireoAwbFrame& frame, float lnRFactor, fl
                    float rFactor, float bFactor, VireoAwbResult* result) {
     LearnedState& s = e->learned;
     LearnedHistograms(s.model, frame, e->meanR.data(), e->meanG.data(), e->meanB.data(),
-                      e->selected.data(), lnRFactor, lnBFactor, s.histMeans.data(),
-                      s.histContrast.data(), s.histBright.data(), &e->learnedWork, e->plainTwins);
-    const LearnedWhite white = LearnedPosterior(&s, s.histMeans.data(), s.histContrast.data(),
-                                                s.histBright.data(), nullptr, e->plainTwins);
+                      e->selected.data(), lnRFactor, lnBFactor, s.histograms.data(),
+                      &e->learnedWork, e->plainTwins);
+    const LearnedWhite white = LearnedPosterior(&s, s.histograms.data(), nullptr, e->plainTwins);
     result->flags |= VIREO_AWB_FLAG_LEARNED_MODE;
     result->posteriorPeak = white.confidence;
     // The posterior lives in ln(G/R), ln(G/B); the curve in ln(R/G), ln(B/G).

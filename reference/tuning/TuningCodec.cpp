@@ -87,9 +87,11 @@ bool WalkPayload(Io& io, uint32_t version, TuningParams* p) {
     if (!io.U32(&m.bins) || m.bins == 0 || m.bins > kMaxLearnedBins) return false;
     ok = io.F32(&m.binWidth) && io.F32(&m.uStart) && io.F32(&m.vStart);
     const size_t cells = static_cast<size_t>(m.bins) * m.bins;
-    for (std::vector<float>* map : {&m.filterMeans, &m.filterContrast, &m.filterBright, &m.bias}) {
-        map->resize(cells);
-        for (float& value : *map) ok = ok && io.F32(&value);
+    for (const LearnedMapKey& key : kLearnedMapKeys) {
+        if (version < key.sinceVersion) continue;
+        std::vector<float>& map = m.*key.member;
+        map.resize(cells);
+        for (float& value : map) ok = ok && io.F32(&value);
     }
     return ok;
 }
@@ -113,7 +115,10 @@ uint32_t Crc32(const uint8_t* data, size_t size) {
 }
 
 std::vector<uint8_t> Encode(const TuningParams& params) {
-    const uint32_t version = params.learned.bins != 0 ? 2u : 1u;
+    // The oldest version that holds everything, so that older libraries
+    // keep reading what they can use.
+    const LearnedModel& m = params.learned;
+    const uint32_t version = !m.filterDark.empty() ? 3u : m.bins != 0 ? 2u : 1u;
     std::vector<uint8_t> payload;
     ByteWriter writer(&payload);
     TuningParams walked = params;

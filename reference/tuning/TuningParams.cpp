@@ -75,9 +75,10 @@ std::string ValidatePrior(const char* key, const std::vector<PriorPoint>& prior)
 
 std::string ValidateLearned(const LearnedModel& m) {
     if (m.bins == 0) {
-        const bool empty = m.filterMeans.empty() && m.filterContrast.empty() &&
-                           m.filterBright.empty() && m.bias.empty();
-        return empty ? std::string() : "learned maps given without learned bins";
+        for (const LearnedMapKey& key : kLearnedMapKeys) {
+            if (!(m.*key.member).empty()) return "learned maps given without learned bins";
+        }
+        return {};
     }
     if (m.bins < kMinLearnedBins || m.bins > kMaxLearnedBins || (m.bins & (m.bins - 1)) != 0) {
         return "learned bins must be 8, 16, 32 or 64";
@@ -89,10 +90,14 @@ std::string ValidateLearned(const LearnedModel& m) {
         return "learned u_start and v_start must lie in [-16, 16]";
     }
     const size_t cells = static_cast<size_t>(m.bins) * m.bins;
-    for (const std::vector<float>* map :
-         {&m.filterMeans, &m.filterContrast, &m.filterBright, &m.bias}) {
-        if (map->size() != cells) return "learned maps must hold bins x bins values each";
-        for (float value : *map) {
+    if (m.filterDark.empty() != m.filterTop.empty()) {
+        return "learned filter_dark and filter_top come together or not at all";
+    }
+    for (const LearnedMapKey& key : kLearnedMapKeys) {
+        const std::vector<float>& map = m.*key.member;
+        if (map.empty() && key.sinceVersion > 2) continue;
+        if (map.size() != cells) return "learned maps must hold bins x bins values each";
+        for (float value : map) {
             if (!InRange(value, -1e6f, 1e6f)) return "learned map values must be finite";
         }
     }
@@ -115,10 +120,11 @@ std::string RangeText(const ScalarKey& key) {
 }
 
 bool operator==(const LearnedModel& a, const LearnedModel& b) {
+    for (const LearnedMapKey& key : kLearnedMapKeys) {
+        if (a.*key.member != b.*key.member) return false;
+    }
     return a.bins == b.bins && a.binWidth == b.binWidth && a.uStart == b.uStart &&
-           a.vStart == b.vStart && a.filterMeans == b.filterMeans &&
-           a.filterContrast == b.filterContrast && a.filterBright == b.filterBright &&
-           a.bias == b.bias;
+           a.vStart == b.vStart;
 }
 
 bool operator==(const TuningParams& a, const TuningParams& b) {

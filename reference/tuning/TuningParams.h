@@ -29,11 +29,12 @@ inline constexpr size_t kMaxPriorPoints = 32;
 // The learned estimator's model (mode learned; vireo-tune learn makes it). A
 // posterior over the white point on a square grid of bins in the plane
 // u = ln(G/R), v = ln(G/B) of the golden module: the bin [i][j] is centred
-// at (uStart + i * binWidth, vStart + j * binWidth). Four maps of
-// bins x bins values, row-major in u: the filters applied (circularly) to
-// the histogram of region chromaticities and to the histogram of their
-// local contrast, and to the histogram of the bright regions, and a bias
-// added to the result before the softmax.
+// at (uStart + i * binWidth, vStart + j * binWidth). Maps of bins x bins
+// values, row-major in u: the filters applied (circularly) to the
+// histograms of region chromaticities, of their local contrast, of the
+// bright regions, of the dark ones and of the top half of the frame, and a
+// bias added to the result before the softmax. A model learned before the
+// dark and top histograms has neither of their filters (format version 2).
 struct LearnedModel {
     uint32_t bins = 0;  // 0: no model; else a power of two in 8..64
     float binWidth = 0.0f;
@@ -43,6 +44,25 @@ struct LearnedModel {
     std::vector<float> filterContrast;
     std::vector<float> filterBright;
     std::vector<float> bias;
+    std::vector<float> filterDark;  // both or neither
+    std::vector<float> filterTop;
+};
+
+// The learned model's maps, in payload order: YAML key, member, and the
+// format version that first carries it (filter_dark and filter_top are
+// optional, both or neither).
+struct LearnedMapKey {
+    const char* name;
+    std::vector<float> LearnedModel::*member;
+    uint32_t sinceVersion;
+};
+inline constexpr LearnedMapKey kLearnedMapKeys[] = {
+    {"filter_means", &LearnedModel::filterMeans, 2},
+    {"filter_contrast", &LearnedModel::filterContrast, 2},
+    {"filter_bright", &LearnedModel::filterBright, 2},
+    {"bias", &LearnedModel::bias, 2},
+    {"filter_dark", &LearnedModel::filterDark, 3},
+    {"filter_top", &LearnedModel::filterTop, 3},
 };
 
 inline constexpr uint32_t kMinLearnedBins = 8;

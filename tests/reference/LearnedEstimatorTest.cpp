@@ -4,6 +4,7 @@
 // puts all belief on one bin.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstring>
 #include <vector>
@@ -63,6 +64,8 @@ Tuning::LearnedModel RandomModel(uint32_t n) {
     m.filterMeans = Noise(n * n, 3);
     m.filterContrast = Noise(n * n, 4);
     m.filterBright = Noise(n * n, 8);
+    m.filterDark = Noise(n * n, 11);
+    m.filterTop = Noise(n * n, 12);
     m.bias = Noise(n * n, 5);
     for (float& value : m.filterMeans) value *= 20.0f;
     return m;
@@ -73,10 +76,16 @@ TEST(LearnedPosterior, IsTheCircularConvolutionOfTheHistogramsPlusTheBias) {
     const Tuning::LearnedModel m = RandomModel(n);
     Awb::LearnedState state;
     Awb::InitLearned(m, &state);
-    std::vector<float> means = Noise(n * n, 6), contrast = Noise(n * n, 7),
-                       bright = Noise(n * n, 10), logPosterior(n * n);
-    const Awb::LearnedWhite white = Awb::LearnedPosterior(&state, means.data(), contrast.data(),
-                                                          bright.data(), logPosterior.data());
+    const std::vector<float> histograms = Noise(Awb::kLearnedHistograms * n * n, 6);
+    std::vector<float> logPosterior(n * n);
+    const Awb::LearnedWhite white =
+        Awb::LearnedPosterior(&state, histograms.data(), logPosterior.data());
+    // The same again after another sample: nothing of that one may stay in
+    // the state's scratch and change a bit.
+    std::vector<float> again(n * n);
+    Awb::LearnedPosterior(&state, Noise(Awb::kLearnedHistograms * n * n, 13).data(), nullptr);
+    Awb::LearnedPosterior(&state, histograms.data(), again.data());
+    EXPECT_EQ(again, logPosterior);
     std::vector<double> z(n * n);
     double peak = -1e300;
     for (uint32_t i = 0; i < n; ++i) {
@@ -85,9 +94,9 @@ TEST(LearnedPosterior, IsTheCircularConvolutionOfTheHistogramsPlusTheBias) {
             for (uint32_t a = 0; a < n; ++a) {
                 for (uint32_t b = 0; b < n; ++b) {
                     const uint32_t f = ((i - a) & (n - 1)) * n + ((j - b) & (n - 1));
-                    sum += means[a * n + b] * m.filterMeans[f] +
-                           contrast[a * n + b] * m.filterContrast[f] +
-                           bright[a * n + b] * m.filterBright[f];
+                    for (int h = 0; h < Awb::kLearnedHistograms; ++h) {
+                        sum += histograms[(h * n + a) * n + b] * (m.*Awb::kLearnedFilters[h])[f];
+                    }
                 }
             }
             z[i * n + j] = sum;
@@ -144,25 +153,25 @@ TEST_P(LearnedTwins, GiveTheSameHistogramsAndPosteriorBitForBit) {
     frame.verticalRegionCount = c.rows;
     const uint32_t n = 32;
     Awb::LearnedState states[2];
-    std::vector<float> hist[2][3], logPosterior[2], work;
+    std::vector<float> hist[2], logPosterior[2], work;
     Awb::LearnedWhite white[2];
     for (int plain = 0; plain < 2; ++plain) {
         Awb::InitLearned(RandomModel(n), &states[plain]);
-        for (auto& h : hist[plain]) h.assign(n * n, -1.0f);
+        hist[plain].assign(Awb::kLearnedHistograms * n * n, -1.0f);
         logPosterior[plain].assign(n * n, 0.0f);
         Awb::LearnedHistograms(states[plain].model, frame, r.data(), g.data(), b.data(),
-                               selected.data(), 0.1f, -0.2f, hist[plain][0].data(),
-                               hist[plain][1].data(), hist[plain][2].data(), &work, plain == 1);
-        white[plain] =
-            Awb::LearnedPosterior(&states[plain], hist[plain][0].data(), hist[plain][1].data(),
-                                  hist[plain][2].data(), logPosterior[plain].data(), plain == 1);
+                               selected.data(), 0.1f, -0.2f, hist[plain].data(), &work, plain == 1);
+        white[plain] = Awb::LearnedPosterior(&states[plain], hist[plain].data(),
+                                             logPosterior[plain].data(), plain == 1);
     }
-    for (int h = 0; h < 3; ++h) {
-        EXPECT_EQ(std::memcmp(hist[0][h].data(), hist[1][h].data(), n * n * sizeof(float)), 0)
+    for (int h = 0; h < Awb::kLearnedHistograms; ++h) {
+        EXPECT_EQ(std::memcmp(hist[0].data() + h * n * n, hist[1].data() + h * n * n,
+                              n * n * sizeof(float)),
+                  0)
             << "histogram " << h;
     }
     float contrast = 0.0f;
-    for (float value : hist[0][1]) contrast += value;
+    for (uint32_t k = 0; k < n * n; ++k) contrast += hist[0][Awb::kHistContrast * n * n + k];
     EXPECT_EQ(contrast == 0.0f, c.flat);
     // NOLINTNEXTLINE(bugprone-suspicious-memory-comparison): the bits are the point
     EXPECT_EQ(std::memcmp(&white[0], &white[1], sizeof white[0]), 0);
@@ -176,6 +185,80 @@ INSTANTIATE_TEST_SUITE_P(Grids, LearnedTwins,
                                            TwinCase{"SingleRow", 37, 1, 5, false}),
                          [](const auto& info) { return std::string(info.param.name); });
 
+// The histograms that take the pooled means (means, bright, dark, top)
+// against their definitions summed in double, on grids with an odd and an
+// even number of rows.
+TEST(LearnedHistograms, HoldThePooledMeansWeightedAsDefined) {
+    for (const auto& [cols, rows] : {std::pair{8, 6}, std::pair{6, 5}}) {
+        const int count = cols * rows, room = (count + 7) / 8 * 8;
+        Testing::Lcg lcg(33);
+        std::vector<VireoAwbRegion> regions(count);
+        std::vector<float> r(room, 1.0f), g(room, 1.0f), b(room, 1.0f), selected(room, 0.0f);
+        for (int j = 0; j < count; ++j) {
+            regions[j].rCount = regions[j].bCount = regions[j].grCount = regions[j].gbCount =
+                4 + j % 3;
+            selected[j] = j % 7 == 3 ? 0.0f : 1.0f;
+            g[j] = 500.0f + 400.0f * lcg.Next();  // Next() is in [-1, 1)
+            r[j] = g[j] * (0.85f + 0.25f * lcg.Next());
+            b[j] = g[j] * (0.85f + 0.25f * lcg.Next());
+        }
+        VireoAwbFrame frame{};
+        frame.regions = regions.data();
+        frame.regionCount = count;
+        frame.horizontalRegionCount = cols;
+        frame.verticalRegionCount = rows;
+        const uint32_t n = 16;
+        const Tuning::LearnedModel m = RandomModel(n);
+        std::vector<float> hist(Awb::kLearnedHistograms * n * n), work;
+        const float lnR = -0.7f, lnB = -1.2f;  // onto the model's grid
+        Awb::LearnedHistograms(m, frame, r.data(), g.data(), b.data(), selected.data(), lnR, lnB,
+                               hist.data(), &work);
+        double brightest = 0.0;
+        for (int j = 0; j < count; ++j) {
+            if (selected[j] > 0.0f)
+                brightest = std::max({brightest, 1.0 * r[j], 1.0 * g[j], 1.0 * b[j]});
+        }
+        const int kinds[4] = {Awb::kHistMeans, Awb::kHistBright, Awb::kHistDark, Awb::kHistTop};
+        std::vector<double> expected(4 * n * n, 0.0);
+        double totals[4] = {};
+        for (int j = 0; j + 1 < count; j += 2) {
+            const double wa = selected[j] * 4.0 * regions[j].rCount;
+            const double wb = selected[j + 1] * 4.0 * regions[j + 1].rCount;
+            if (wa + wb == 0.0) continue;
+            auto pooled = [&](const std::vector<float>& c) {
+                return (wa * c[j] + wb * c[j + 1]) / (wa + wb);
+            };
+            const double pr = pooled(r), pg = pooled(g), pb = pooled(b);
+            const double u = (std::log(pg / pr) + lnR - m.uStart) / m.binWidth;
+            const double v = (std::log(pg / pb) + lnB - m.vStart) / m.binWidth;
+            if (u < 0 || v < 0 || u > n - 1 || v > n - 1) continue;
+            const double level = (pr + pg + pb) / (3.0 * brightest);
+            const bool top = j / cols < rows / 2;
+            const double weights[4] = {wa + wb, (wa + wb) * std::pow(level, 4),
+                                       (wa + wb) * std::pow(std::max(0.0, 1.0 - level), 2),
+                                       top ? wa + wb : 0.0};
+            const int iu = std::min(static_cast<int>(u), static_cast<int>(n) - 2);
+            const int iv = std::min(static_cast<int>(v), static_cast<int>(n) - 2);
+            const double fu = u - iu, fv = v - iv;
+            for (int h = 0; h < 4; ++h) {
+                double* e = expected.data() + h * n * n;
+                e[iu * n + iv] += weights[h] * (1 - fu) * (1 - fv);
+                e[iu * n + iv + 1] += weights[h] * (1 - fu) * fv;
+                e[(iu + 1) * n + iv] += weights[h] * fu * (1 - fv);
+                e[(iu + 1) * n + iv + 1] += weights[h] * fu * fv;
+                totals[h] += weights[h];
+            }
+        }
+        for (int h = 0; h < 4; ++h) {
+            ASSERT_GT(totals[h], 0.0);
+            for (uint32_t k = 0; k < n * n; ++k) {
+                ASSERT_NEAR(hist[kinds[h] * n * n + k], expected[h * n * n + k] / totals[h], 2e-5)
+                    << cols << "x" << rows << " histogram " << kinds[h] << " cell " << k;
+            }
+        }
+    }
+}
+
 TEST(LearnedMode, ABiasOnOneBinDecidesThatWhiteAndSaysSoInTheResult) {
     Tuning::TuningParams p;
     p.ctCurve = {{2850, 0.85f, 0.36f}, {5000, 0.58f, 0.56f}, {6500, 0.50f, 0.64f}};
@@ -187,7 +270,7 @@ TEST(LearnedMode, ABiasOnOneBinDecidesThatWhiteAndSaysSoInTheResult) {
     ASSERT_EQ(Tuning::Validate(p), "");
     // Through the codec, as the library gets it.
     const std::vector<uint8_t> bytes = Tuning::Encode(p);
-    EXPECT_EQ(bytes[4], 2);
+    EXPECT_EQ(bytes[4], 3);
     Tuning::TuningParams decoded;
     std::string error;
     ASSERT_TRUE(Tuning::Decode(bytes.data(), bytes.size(), &decoded, &error)) << error;

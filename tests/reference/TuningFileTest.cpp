@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdio>
+#include <cstring>
 #include <fstream>
 #include <set>
 #include <string>
@@ -111,6 +112,60 @@ TEST(TuningFile, GoodFileLoadsSilentlyAndDecodesToWhatWasEncoded) {
     const std::string path = Testing::WriteTemporary("good", bytes);
     EXPECT_EQ(Load(path), std::make_pair(0, std::string()));
     std::remove(path.c_str());
+}
+
+// The learned model's layout, written out here by hand: after version 1's
+// payload the bins, bin width, u and v start, then bins x bins floats of
+// each map - filter_means, filter_contrast, filter_bright, bias and, from
+// version 3, filter_dark and filter_top. Files of both versions decode to
+// those maps and encode back to the same bytes.
+TEST(TuningFile, LearnedModelLiesWhereItsVersionSays) {
+    for (const uint32_t version : {2u, 3u}) {
+        const uint32_t bins = 8;
+        Tuning::TuningParams v1 = ThreePointTuning();
+        v1.mode = Tuning::AwbMode::Learned;
+        const Bytes v1File = Tuning::Encode(v1);  // no model yet: version 1
+        Bytes file(v1File.begin(), v1File.end());
+        auto put = [&](uint32_t word) {
+            for (int i = 0; i < 4; ++i) file.push_back(static_cast<uint8_t>(word >> (8 * i)));
+        };
+        auto putFloat = [&](float value) {
+            uint32_t word;
+            std::memcpy(&word, &value, sizeof word);
+            put(word);
+        };
+        put(bins);
+        putFloat(0.0625f);
+        putFloat(-0.5f);
+        putFloat(0.25f);
+        const int maps = version == 2 ? 4 : 6;
+        for (int map = 0; map < maps; ++map) {
+            for (uint32_t k = 0; k < bins * bins; ++k) putFloat(static_cast<float>(map * 100 + k));
+        }
+        PutU32(&file, 4, version);
+        PutU32(&file, 8, static_cast<uint32_t>(file.size() - Tuning::kHeaderSize));
+        PutU32(&file, 12,
+               Tuning::Crc32(file.data() + Tuning::kHeaderSize, file.size() - Tuning::kHeaderSize));
+
+        Tuning::TuningParams decoded;
+        std::string error;
+        ASSERT_TRUE(Tuning::Decode(file.data(), file.size(), &decoded, &error))
+            << version << ": " << error;
+        const Tuning::LearnedModel& m = decoded.learned;
+        EXPECT_EQ(m.bins, bins);
+        EXPECT_EQ(m.binWidth, 0.0625f);
+        EXPECT_EQ(m.uStart, -0.5f);
+        EXPECT_EQ(m.vStart, 0.25f);
+        const std::vector<float>* inOrder[] = {&m.filterMeans, &m.filterContrast, &m.filterBright,
+                                               &m.bias,        &m.filterDark,     &m.filterTop};
+        for (int map = 0; map < 6; ++map) {
+            ASSERT_EQ(inOrder[map]->size(), map < maps ? bins * bins : 0u) << version << " " << map;
+            if (map < maps) {
+                EXPECT_EQ((*inOrder[map])[5], map * 100 + 5.0f) << version << " " << map;
+            }
+        }
+        EXPECT_EQ(Tuning::Encode(decoded), file) << version;
+    }
 }
 
 // The docs' Keys table gives each scalar key's unit, default and range, and

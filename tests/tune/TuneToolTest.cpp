@@ -122,7 +122,7 @@ TEST_F(TuneTool, LearnedTuningCompilesAndCrossValidationBeatsGreyWorld) {
     EXPECT_NE(yaml.find("from the ground truth's CCT (24 of 24 whites)"), std::string::npos);
     EXPECT_NE(yaml.find("mode: learned\n"), std::string::npos);
     ASSERT_EQ(Tool("compile " + Path("t.yaml") + " " + Path("t.bin")), 0) << err_;
-    EXPECT_EQ(Vireo::Testing::ReadFile(dir_ / "t.bin")[4], 2);
+    EXPECT_EQ(Vireo::Testing::ReadFile(dir_ / "t.bin")[4], 3);
 
     ASSERT_EQ(Tool("crossval --data '" + data + "' --folds 2 --csv"), 0) << err_;
     double learned[5] = {}, grey[5] = {};

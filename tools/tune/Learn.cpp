@@ -140,19 +140,21 @@ bool LearnCurve(const std::vector<LabelledSample>& samples, const std::string& p
 
 // ---- the learned maps ------------------------------------------------------
 
-// The histograms the library makes: means, contrast, bright. The parameters
-// are their filters and then the bias, bins x bins each.
-constexpr int kChannels = 3;
+// The histograms the library makes (the first three only, without the dark
+// and top ones). The parameters are their filters and then the bias, bins x
+// bins each.
+constexpr int kMaxChannels = Awb::kLearnedHistograms;
 
 struct Problem {
     const LearnSettings* settings;
     int n = 0;
     int half = 0;  // n / 2 + 1 columns of a real transform
-    // Per histogram (means, contrast, bright): per sample, its spectrum; the
-    // filter's spectrum; the gradient's.
-    std::vector<Complex*> histograms[kChannels];
-    Complex* filter[kChannels] = {};
-    Complex* gradient[kChannels] = {};
+    int channels = kMaxChannels;
+    // Per histogram: per sample, its spectrum; the filter's spectrum; the
+    // gradient's.
+    std::vector<Complex*> histograms[kMaxChannels];
+    Complex* filter[kMaxChannels] = {};
+    Complex* gradient[kMaxChannels] = {};
     std::vector<double> truthU, truthV;  // in bins
     fftw_plan forward = nullptr, inverse = nullptr;
     double* real = nullptr;
@@ -190,10 +192,10 @@ lbfgsfloatval_t Evaluate(void* instance, const lbfgsfloatval_t* x, lbfgsfloatval
                          const lbfgsfloatval_t) {
     Problem& p = *static_cast<Problem*>(instance);
     const LearnSettings& s = *p.settings;
-    const int n = p.n, cells = n * n, halfCells = n * p.half;
-    const double* bias = x + kChannels * cells;
-    std::fill(g, g + (kChannels + 1) * cells, 0.0);
-    for (int c = 0; c < kChannels; ++c) {
+    const int n = p.n, cells = n * n, halfCells = n * p.half, channels = p.channels;
+    const double* bias = x + channels * cells;
+    std::fill(g, g + (channels + 1) * cells, 0.0);
+    for (int c = 0; c < channels; ++c) {
         std::copy(x + c * cells, x + (c + 1) * cells, p.real);
         fftw_execute_dft_r2c(p.forward, p.real, p.filter[c]);
         std::memset(p.gradient[c], 0, sizeof(Complex) * halfCells);
@@ -204,7 +206,7 @@ lbfgsfloatval_t Evaluate(void* instance, const lbfgsfloatval_t* x, lbfgsfloatval
     double loss = 0.0;
     for (size_t sample = 0; sample < samples; ++sample) {
         std::memset(p.spectrum, 0, sizeof(Complex) * halfCells);
-        for (int c = 0; c < kChannels; ++c) {
+        for (int c = 0; c < channels; ++c) {
             const Complex* a = p.histograms[c][sample];
             const Complex* f = p.filter[c];
             for (int k = 0; k < halfCells; ++k) {
@@ -275,11 +277,11 @@ lbfgsfloatval_t Evaluate(void* instance, const lbfgsfloatval_t* x, lbfgsfloatval
         }
         for (int k = 0; k < cells; ++k) {
             p.grad[k] *= perSample;
-            g[kChannels * cells + k] += p.grad[k];
+            g[channels * cells + k] += p.grad[k];
             p.real[k] = p.grad[k];
         }
         fftw_execute_dft_r2c(p.forward, p.real, p.spectrum);
-        for (int c = 0; c < kChannels; ++c) {
+        for (int c = 0; c < channels; ++c) {
             const Complex* a = p.histograms[c][sample];
             Complex* d = p.gradient[c];
             for (int k = 0; k < halfCells; ++k) {
@@ -290,14 +292,14 @@ lbfgsfloatval_t Evaluate(void* instance, const lbfgsfloatval_t* x, lbfgsfloatval
             }
         }
     }
-    for (int c = 0; c < kChannels; ++c) {
+    for (int c = 0; c < channels; ++c) {
         fftw_execute_dft_c2r(p.inverse, p.gradient[c], p.real);
         for (int k = 0; k < cells; ++k) g[c * cells + k] += p.real[k] * inverseCells;
         loss += Smoothness(x + c * cells, n, s.filterSmoothness, g + c * cells) +
                 Size(x + c * cells, cells, s.filterSize, g + c * cells);
     }
-    loss += Smoothness(bias, n, s.biasSmoothness, g + kChannels * cells) +
-            Size(bias, cells, s.biasSize, g + kChannels * cells);
+    loss += Smoothness(bias, n, s.biasSmoothness, g + channels * cells) +
+            Size(bias, cells, s.biasSize, g + channels * cells);
     return loss;
 }
 
@@ -331,6 +333,7 @@ LearnSettings DefaultLearnSettings() {
         const double value = eq == std::string::npos ? 0.0 : std::atof(item.c_str() + eq + 1);
         if (name == "bins") s.bins = static_cast<int>(value);
         if (name == "crops") s.crops = static_cast<int>(value);
+        if (name == "darkAndTop") s.darkAndTop = value != 0.0;
         if (name == "firstIterations") s.firstIterations = static_cast<int>(value);
         if (name == "secondIterations") s.secondIterations = static_cast<int>(value);
         for (const auto& [key, field] : fields) {
@@ -397,10 +400,11 @@ bool Learn(const std::vector<LabelledSample>& samples, const LearnSettings& sett
     p.settings = &settings;
     p.n = n;
     p.half = n / 2 + 1;
-    const int cells = n * n, halfCells = n * p.half;
+    p.channels = settings.darkAndTop ? kMaxChannels : Awb::kHistDark;
+    const int cells = n * n, halfCells = n * p.half, channels = p.channels;
     p.real = fftw_alloc_real(cells);
     p.spectrum = fftw_alloc_complex(halfCells);
-    for (int c = 0; c < kChannels; ++c) {
+    for (int c = 0; c < channels; ++c) {
         p.filter[c] = fftw_alloc_complex(halfCells);
         p.gradient[c] = fftw_alloc_complex(halfCells);
     }
@@ -411,9 +415,7 @@ bool Learn(const std::vector<LabelledSample>& samples, const LearnSettings& sett
 
     // The histograms exactly as the library makes them, then their spectra.
     const Tuning::TuningParams& selection = out;  // region selection as the library will do it
-    std::vector<float> r, g, b, selected, work;
-    std::vector<float> hist[kChannels] = {std::vector<float>(cells), std::vector<float>(cells),
-                                          std::vector<float>(cells)};
+    std::vector<float> r, g, b, selected, work, hist(kMaxChannels * cells);
     Score::SampleStats crop;
     for (const LabelledSample& s : samples) {
         const double truthU = (-std::log(s.whiteRG) + s.lnRFactor - m.uStart) / m.binWidth;
@@ -430,9 +432,9 @@ bool Learn(const std::vector<LabelledSample>& samples, const LearnSettings& sett
                                {r.data(), g.data(), b.data(), selected.data()});
             Awb::LearnedHistograms(m, frame, r.data(), g.data(), b.data(), selected.data(),
                                    static_cast<float>(s.lnRFactor), static_cast<float>(s.lnBFactor),
-                                   hist[0].data(), hist[1].data(), hist[2].data(), &work);
-            for (int c = 0; c < kChannels; ++c) {
-                std::copy(hist[c].begin(), hist[c].end(), p.real);
+                                   hist.data(), &work);
+            for (int c = 0; c < channels; ++c) {
+                std::copy(hist.begin() + c * cells, hist.begin() + (c + 1) * cells, p.real);
                 Complex* spectrum = fftw_alloc_complex(halfCells);
                 fftw_execute_dft_r2c(p.forward, p.real, spectrum);
                 p.histograms[c].push_back(spectrum);
@@ -442,7 +444,7 @@ bool Learn(const std::vector<LabelledSample>& samples, const LearnSettings& sett
         }
     }
 
-    const int parameters = (kChannels + 1) * cells;
+    const int parameters = (channels + 1) * cells;
     lbfgsfloatval_t* x = lbfgs_malloc(parameters);
     std::fill(x, x + parameters, 0.0);
     lbfgs_parameter_t lp;
@@ -461,12 +463,11 @@ bool Learn(const std::vector<LabelledSample>& samples, const LearnSettings& sett
             std::fprintf(stderr, "vireo-tune learn: pass %d: loss %.5f, L-BFGS status %d\n", pass,
                          loss, status);
     }
-    m.filterMeans.assign(x, x + cells);
-    m.filterContrast.assign(x + cells, x + 2 * cells);
-    m.filterBright.assign(x + 2 * cells, x + 3 * cells);
-    m.bias.assign(x + 3 * cells, x + 4 * cells);
+    for (int c = 0; c < channels; ++c)
+        (m.*Awb::kLearnedFilters[c]).assign(x + c * cells, x + (c + 1) * cells);
+    m.bias.assign(x + channels * cells, x + (channels + 1) * cells);
     lbfgs_free(x);
-    for (int c = 0; c < kChannels; ++c) {
+    for (int c = 0; c < channels; ++c) {
         for (Complex* spectrum : p.histograms[c]) fftw_free(spectrum);
         fftw_free(p.filter[c]);
         fftw_free(p.gradient[c]);

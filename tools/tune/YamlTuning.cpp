@@ -72,7 +72,7 @@ bool ReadPrior(const YAML::Node& node, const char* key, std::vector<PriorPoint>*
     return true;
 }
 
-// The learned model: its grid and four maps of bins rows of bins numbers.
+// The learned model: its grid and its maps of bins rows of bins numbers.
 bool ReadLearned(const YAML::Node& node, LearnedModel* m, std::string* error) {
     if (!node.IsMap()) {
         *error = "learned (" + Where(node) + ") must be a mapping";
@@ -83,11 +83,10 @@ bool ReadLearned(const YAML::Node& node, LearnedModel* m, std::string* error) {
     for (const auto& entry : node) {
         const std::string key = entry.first.IsScalar() ? entry.first.Scalar() : "";
         const YAML::Node& value = entry.second;
-        std::vector<float>* map = key == "filter_means"      ? &read.filterMeans
-                                  : key == "filter_contrast" ? &read.filterContrast
-                                  : key == "filter_bright"   ? &read.filterBright
-                                  : key == "bias"            ? &read.bias
-                                                             : nullptr;
+        std::vector<float>* map = nullptr;
+        for (const LearnedMapKey& mapKey : kLearnedMapKeys) {
+            if (key == mapKey.name) map = &(read.*mapKey.member);
+        }
         bool ok = true;
         if (map != nullptr) {
             std::vector<std::vector<float>> rows;
@@ -243,10 +242,9 @@ std::string ToYaml(const TuningParams& p) {
         out += "  bin_width: " + FloatText(m.binWidth) + "\n";
         out += "  u_start: " + FloatText(m.uStart) + "\n";
         out += "  v_start: " + FloatText(m.vStart) + "\n";
-        WriteMap("filter_means", m.filterMeans, m.bins, &out);
-        WriteMap("filter_contrast", m.filterContrast, m.bins, &out);
-        WriteMap("filter_bright", m.filterBright, m.bins, &out);
-        WriteMap("bias", m.bias, m.bins, &out);
+        for (const LearnedMapKey& key : kLearnedMapKeys) {
+            if (!(m.*key.member).empty()) WriteMap(key.name, m.*key.member, m.bins, &out);
+        }
     }
     return out;
 }
