@@ -34,9 +34,9 @@ inline constexpr std::vector<float> Tuning::LearnedModel::*kLearnedFilters[kLear
     &Tuning::LearnedModel::filterBright, &Tuning::LearnedModel::filterDark,
     &Tuning::LearnedModel::filterTop};
 
-// Fills the histograms of a sample from its region means and selection as
-// SelectRegions gives them
-// (each array with room for the region count rounded up to a multiple of 4).
+// Fills the histograms of a sample (a block, in the order above) from its
+// region means and selection as SelectRegions gives them (each array with
+// room for the region count rounded up to a multiple of 4).
 // The local contrast of a region is, per channel, the sum of the absolute
 // differences between its mean and those of its selected four nearest
 // neighbours (the local absolute deviation). Then pairs of regions (2k,
@@ -126,9 +126,9 @@ struct LearnedPlanes {
     // Pairs before this one lie in the top half (their first region's row).
     int topPairs;
     // Per pair: its weight in the means and contrast histograms and in the
-    // bright and dark ones; for the means and for the contrast, the first of the four
-    // bin centres around it (its cell index, exact as a float) and the
-    // offsets from it in u and v.
+    // bright and dark ones; for the means and for the contrast, the first of
+    // the four bin centres around it (its cell index, exact as a float) and
+    // the offsets from it in u and v.
     float* pairWeights;
     float* contrastWeights;
     float* brightWeights;
