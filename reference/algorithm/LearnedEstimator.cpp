@@ -281,7 +281,6 @@ void InitLearned(const Tuning::LearnedModel& model, LearnedState* s) {
     const int n = static_cast<int>(model.bins);
     const size_t cells = static_cast<size_t>(n) * n;
     InitSmallFft(n, &s->fft);
-    s->darkAndTop = !model.filterDark.empty();
     // The spectrum of (first - i second) / n^2 of two maps (second may be
     // absent: zero).
     const float scale = 1.0f / static_cast<float>(cells);
@@ -332,8 +331,9 @@ LearnedWhite LearnedPosterior(LearnedState* s, const float* histograms, float* l
                                            h + kHistTop * cells};
     float* const hi[kLearnedTransforms] = {h + kHistContrast * cells, h + kHistDark * cells,
                                            s->topImaginary.data()};
-    const int transforms = s->darkAndTop ? kLearnedTransforms : kLearnedTransforms - 1;
-    if (s->darkAndTop) std::fill(hi[2], hi[2] + cells, 0.0f);
+    const bool top = !m.filterTop.empty();
+    const int transforms = top ? kLearnedTransforms : kLearnedTransforms - 1;
+    if (top) std::fill(hi[2], hi[2] + cells, 0.0f);
     for (int t = 0; t < transforms; ++t) ForwardFft(s->fft, hr[t], hi[t]);
     float* yr = s->re.data();
     float* yi = s->im.data();

@@ -71,9 +71,6 @@ struct LearnedWhite {
 struct LearnedState {
     Tuning::LearnedModel model;
     SmallFft fft;
-    // Whether the model has the dark and top filters (a model learned
-    // before them has not: the top histogram is then left out).
-    bool darkAndTop = false;
     // Spectra of fa - i fb of the filters of the histograms that share a
     // transform (means and contrast, bright and dark, top alone) and of the
     // bias, 1/n^2 folded in so the inverse transform needs no scaling (the

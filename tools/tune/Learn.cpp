@@ -140,9 +140,9 @@ bool LearnCurve(const std::vector<LabelledSample>& samples, const std::string& p
 
 // ---- the learned maps ------------------------------------------------------
 
-// The histograms the library makes (the first three only, without the dark
-// and top ones). The parameters are their filters and then the bias, bins x
-// bins each.
+// The histograms the library makes, all of them or (without the dark and top
+// ones) those before the dark one. The parameters are their filters and then
+// the bias, bins x bins each.
 constexpr int kMaxChannels = Awb::kLearnedHistograms;
 
 struct Problem {
