@@ -251,29 +251,6 @@ lbfgsfloatval_t Evaluate(void* instance, const lbfgsfloatval_t* x, lbfgsfloatval
             for (int k = 0; k < cells; ++k) {
                 p.grad[k] += p.z[k] * ((k / n - mu) * gu + (k % n - mv) * gv);
             }
-            if (s.gaussianWeight > 0.0) {
-                double suu = 0.0, suv = 0.0, svv = 0.0;
-                for (int k = 0; k < cells; ++k) {
-                    const double du = k / n - mu, dv = k % n - mv;
-                    suu += p.z[k] * du * du, suv += p.z[k] * du * dv, svv += p.z[k] * dv * dv;
-                }
-                const double a = suu + s.covarianceFloor, c = svv + s.covarianceFloor, b = suv;
-                const double det = a * c - b * b;
-                const double ia = c / det, ib = -b / det, ic = a / det;  // the inverse
-                const double du = tu - mu, dv = tv - mv;
-                const double wu = ia * du + ib * dv, wv = ib * du + ic * dv;  // inverse * d
-                loss += perSample * s.gaussianWeight * 0.5 * (du * wu + dv * wv + std::log(det));
-                // d/dmean = -inverse * d; d/dcovariance = (inverse - w w^T) / 2.
-                const double w = s.gaussianWeight;
-                const double guu = 0.5 * w * (ia - wu * wu), guv = 0.5 * w * (ib - wu * wv),
-                             gvv = 0.5 * w * (ic - wv * wv);
-                const double trace = guu * suu + 2.0 * guv * suv + gvv * svv;
-                for (int k = 0; k < cells; ++k) {
-                    const double ku = k / n - mu, kv = k % n - mv;
-                    p.grad[k] += p.z[k] * (-w * (ku * wu + kv * wv) + guu * ku * ku +
-                                           2.0 * guv * ku * kv + gvv * kv * kv - trace);
-                }
-            }
         }
         for (int k = 0; k < cells; ++k) {
             p.grad[k] *= perSample;
@@ -316,8 +293,6 @@ LearnSettings DefaultLearnSettings() {
                                                       {"meanErrorWeight", &s.meanErrorWeight},
                                                       {"crossEntropyWeight", &s.crossEntropyWeight},
                                                       {"errorSmoothing", &s.errorSmoothing},
-                                                      {"gaussianWeight", &s.gaussianWeight},
-                                                      {"covarianceFloor", &s.covarianceFloor},
                                                       {"filterSmoothness", &s.filterSmoothness},
                                                       {"filterSize", &s.filterSize},
                                                       {"biasSmoothness", &s.biasSmoothness},

@@ -36,12 +36,6 @@ struct LearnSettings {
     double meanErrorWeight = 1.0;
     double crossEntropyWeight = 3.0;
     double errorSmoothing = 0.5;
-    // Weight of the negative log-likelihood of the true white under a
-    // Gaussian with the posterior's mean and covariance (plus
-    // covarianceFloor bins^2 on the diagonal): rewards a posterior that is
-    // sure where it is right and wide where it is not.
-    double gaussianWeight = 0.0;
-    double covarianceFloor = 0.1;
     // Penalties on the maps: squared differences of neighbouring bins
     // (smooth maps generalise) and squared values.
     double filterSmoothness = 1e-4;
