@@ -3,9 +3,12 @@
 #include <gtest/gtest.h>
 #include <sys/wait.h>
 
+#include <algorithm>
+#include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <string>
+#include <vector>
 
 #include "TestSupport.h"
 
@@ -154,6 +157,47 @@ TEST_F(TuneTool, LearnedTuningCompilesAndCrossValidationBeatsGreyWorld) {
     EXPECT_NE(Vireo::Testing::ReadFile(dir_ / "f.yaml")
                   .find("a fallback (no CCT in the truth, no --profile)"),
               std::string::npos);
+
+    // Whites spread over more than the default grid (their ln(R/G) and
+    // ln(B/G) stretched fourfold about their means) widen the bins instead
+    // of falling off the grid; whites that fit keep the default bins of 1/16.
+    EXPECT_NE(yaml.find("bin_width: 0.0625\n"), std::string::npos);
+    const std::vector<std::string> lines = Vireo::Testing::ReadLines(data + "/ground_truth.csv");
+    std::vector<size_t> from(lines.size()), to(lines.size());
+    std::vector<double> ln[2];
+    double mean[2] = {};
+    for (size_t i = 1; i < lines.size(); ++i) {
+        from[i] = 0;
+        for (int comma = 0; comma < 6; ++comma) from[i] = lines[i].find(',', from[i]) + 1;
+        to[i] =
+            lines[i].find(',', lines[i].find(',', from[i]) + 1);  // r and b, the white's columns
+        const std::string pair = lines[i].substr(from[i], to[i] - from[i]);
+        for (int c = 0; c < 2; ++c) {
+            ln[c].push_back(std::log(std::stod(c == 0 ? pair : pair.substr(pair.find(',') + 1))));
+            mean[c] += ln[c].back() / static_cast<double>(lines.size() - 1);
+        }
+    }
+    std::string spread = lines[0] + "\n";
+    double low = 1e9, high = -1e9;
+    for (size_t i = 1; i < lines.size(); ++i) {
+        const double r = mean[0] + 4.0 * (ln[0][i - 1] - mean[0]);
+        const double b = mean[1] + 4.0 * (ln[1][i - 1] - mean[1]);
+        low = std::min(low, r), high = std::max(high, r);
+        spread += lines[i].substr(0, from[i]) + std::to_string(std::exp(r)) + "," +
+                  std::to_string(std::exp(b)) + lines[i].substr(to[i]) + "\n";
+    }
+    ASSERT_GT(high - low, 2.5);  // more than the default grid holds
+    Write("spread.csv", spread);
+    ASSERT_EQ(Tool("learn --data '" + data + "' --truth " + Path("spread.csv") + " --out " +
+                   Path("s.yaml")),
+              0)
+        << err_;
+    const std::string wide = Vireo::Testing::ReadFile(dir_ / "s.yaml");
+    const size_t at = wide.find("bin_width: ");
+    ASSERT_NE(at, std::string::npos);
+    // 31 bin widths between the first and last centres: the whites and a
+    // margin (module calibration moves each white a little).
+    EXPECT_GT(31 * std::stod(wide.substr(at + 11)), high - low + 0.4) << wide.substr(at, 40);
 }
 #endif
 

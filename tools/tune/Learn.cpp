@@ -354,20 +354,27 @@ bool Learn(const std::vector<LabelledSample>& samples, const LearnSettings& sett
     out.mode = Tuning::AwbMode::Learned;
     out.darkFraction = static_cast<float>(settings.darkFraction);
 
-    // The grid: centred on the range of the true whites (golden module).
+    // The grid: centred on the range of the true whites (golden module),
+    // with a margin around them so that a white near the edge still has
+    // bins on both sides. Whites that span more than the settings' grid
+    // widen its bins rather than fall off it (no NUS-8 camera needs that:
+    // their whites span at most 1.4 ln units of the 1.94 between the first
+    // and last bin centres).
     const int n = settings.bins;
     double lowU = 1e9, highU = -1e9, lowV = 1e9, highV = -1e9;
-    std::vector<double> mired;
     for (const LabelledSample& s : samples) {
         const double u = -std::log(s.whiteRG) + s.lnRFactor, v = -std::log(s.whiteBG) + s.lnBFactor;
         lowU = std::min(lowU, u), highU = std::max(highU, u);
         lowV = std::min(lowV, v), highV = std::max(highV, v);
     }
+    constexpr double kWhiteMargin = 0.25;  // ln units, four bins of 1/16
+    const double span = std::max(highU - lowU, highV - lowV) + 2.0 * kWhiteMargin;
+    const double width = std::max(settings.binWidth, span / (n - 1));
     Tuning::LearnedModel& m = out.learned;
     m.bins = static_cast<uint32_t>(n);
-    m.binWidth = static_cast<float>(settings.binWidth);
-    m.uStart = static_cast<float>(0.5 * (lowU + highU) - 0.5 * (n - 1) * settings.binWidth);
-    m.vStart = static_cast<float>(0.5 * (lowV + highV) - 0.5 * (n - 1) * settings.binWidth);
+    m.binWidth = static_cast<float>(width);
+    m.uStart = static_cast<float>(0.5 * (lowU + highU) - 0.5 * (n - 1) * width);
+    m.vStart = static_cast<float>(0.5 * (lowV + highV) - 0.5 * (n - 1) * width);
     // The default CT (no usable region) is the middle of the curve.
     out.defaultCt = std::sqrt(out.ctCurve.front().ct * out.ctCurve.back().ct);
 
