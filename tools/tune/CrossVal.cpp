@@ -116,7 +116,10 @@ int RunCrossVal(int argc, char** argv) {
         }
         Tuning::TuningParams params;
         std::string source;
-        if (!Tune::Learn(training, Tune::DefaultLearnSettings(), profile, params, source, error)) {
+        const std::string progress = "vireo-tune crossval: fold " + std::to_string(fold + 1) +
+                                     " of " + std::to_string(folds);
+        if (!Tune::Learn(training, Tune::DefaultLearnSettings(), profile, params, source, error,
+                         progress)) {
             std::fprintf(stderr, "vireo-tune crossval: fold %d: %s\n", fold, error.c_str());
             return 1;
         }

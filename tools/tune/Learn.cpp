@@ -2,6 +2,7 @@
 
 #include <fftw3.h>
 #include <lbfgs.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cmath>
@@ -161,6 +162,8 @@ struct Problem {
     Complex* spectrum = nullptr;
     std::vector<double> z, grad;
     bool fullLoss = false;
+    // Shown on a terminal while L-BFGS runs ("" for nothing).
+    const std::string* progress = nullptr;
 };
 
 double Smoothness(const double* map, int n, double weight, double* gradient) {
@@ -280,6 +283,18 @@ lbfgsfloatval_t Evaluate(void* instance, const lbfgsfloatval_t* x, lbfgsfloatval
     return loss;
 }
 
+// A minute of silence on a large data set looks like a hang: on a terminal,
+// the pass and iteration, every tenth one, overwritten in place.
+int ShowProgress(void* instance, const lbfgsfloatval_t*, const lbfgsfloatval_t*,
+                 const lbfgsfloatval_t, const lbfgsfloatval_t, const lbfgsfloatval_t,
+                 const lbfgsfloatval_t, int, int iteration, int) {
+    const Problem& p = *static_cast<const Problem*>(instance);
+    if (iteration % 10 == 0)
+        std::fprintf(stderr, "\r\033[K%s: pass %d of 2, iteration %d", p.progress->c_str(),
+                     p.fullLoss ? 2 : 1, iteration);
+    return 0;
+}
+
 }  // namespace
 
 LearnSettings DefaultLearnSettings() {
@@ -348,7 +363,7 @@ bool LoadLabelled(const std::string& dataDir, const std::string& truthPath,
 
 bool Learn(const std::vector<LabelledSample>& samples, const LearnSettings& settings,
            const std::string& profilePath, Tuning::TuningParams& params, std::string& curveSource,
-           std::string& error) {
+           std::string& error, const std::string& progress) {
     Tuning::TuningParams out;
     if (!LearnCurve(samples, profilePath, out.ctCurve, curveSource, error)) return false;
     out.mode = Tuning::AwbMode::Learned;
@@ -435,12 +450,15 @@ bool Learn(const std::vector<LabelledSample>& samples, const LearnSettings& sett
     lp.past = 10;
     lp.delta = 1e-7;
     int status = 0;
+    p.progress = &progress;
+    const bool showProgress = !progress.empty() && isatty(2) != 0;
     for (int pass = 0; pass < 2; ++pass) {
         p.fullLoss = pass == 1;
         lp.max_iterations = pass == 0 ? settings.firstIterations : settings.secondIterations;
         if (lp.max_iterations <= 0) continue;
         lbfgsfloatval_t loss = 0.0;
-        status = lbfgs(parameters, x, &loss, Evaluate, nullptr, &p, &lp);
+        status =
+            lbfgs(parameters, x, &loss, Evaluate, showProgress ? ShowProgress : nullptr, &p, &lp);
         if (std::getenv("VIREO_LEARN_TRACE") != nullptr)
             std::fprintf(stderr, "vireo-tune learn: pass %d: loss %.5f, L-BFGS status %d\n", pass,
                          loss, status);
@@ -449,6 +467,7 @@ bool Learn(const std::vector<LabelledSample>& samples, const LearnSettings& sett
         (m.*Awb::kLearnedFilters[c]).assign(x + c * cells, x + (c + 1) * cells);
     m.bias.assign(x + channels * cells, x + (channels + 1) * cells);
     lbfgs_free(x);
+    if (showProgress) std::fputs("\r\033[K", stderr);
     for (int c = 0; c < channels; ++c) {
         for (Complex* spectrum : p.histograms[c]) fftw_free(spectrum);
         fftw_free(p.filter[c]);
@@ -505,7 +524,8 @@ int RunLearn(int argc, char** argv) {
     Vireo::Tuning::TuningParams params;
     if (!Vireo::Tune::LoadLabelled(data, truth, samples, error) ||
         !Vireo::Tune::Learn(samples, Vireo::Tune::DefaultLearnSettings(), profile, params, source,
-                            error)) {
+                            error,
+                            "vireo-tune learn: " + std::to_string(samples.size()) + " samples")) {
         std::fprintf(stderr, "vireo-tune learn: %s\n", error.c_str());
         return 1;
     }

@@ -81,10 +81,12 @@ bool LoadLabelled(const std::string& dataDir, const std::string& truthPath,
 
 // Learns a tuning (mode learned) from the samples. profilePath: a DCP camera
 // profile for the CT of curve points when the truth has no CCT ("" for
-// none). *curveSource says where the curve's CTs came from.
+// none). *curveSource says where the curve's CTs came from. progress: the
+// label of the progress line shown on a terminal while learning ("" for
+// none).
 bool Learn(const std::vector<LabelledSample>& samples, const LearnSettings& settings,
            const std::string& profilePath, Tuning::TuningParams& params, std::string& curveSource,
-           std::string& error);
+           std::string& error, const std::string& progress = "");
 
 }  // namespace Vireo::Tune
 
