@@ -351,6 +351,21 @@ VIREO_LANES_INLINE F4 DeviationOf(const float* right, const float* down, int col
            Load<F4>(down + j - cols);
 }
 
+// GreyExponentPlain (LearnedEstimator.cpp) on four pairs at once.
+VIREO_LANES_INLINE F4 GreyExponent(F4 er, F4 eg, F4 eb, F4 rr, F4 gg, F4 bb) {
+    const F4 dr = er / rr;
+    const F4 dg = eg / gg;
+    const F4 db = eb / bb;
+    const F4 sum = (dr + dg) + db;
+    const F4 squares = (dr * dr + dg * dg) + db * db;
+    F4 x = (Splat<F4>(3.0f) * squares / (sum * sum) - Splat<F4>(1.0f)) *
+           Splat<F4>(0.5f / (kGreySpread * kGreySpread));
+    const F4 most = Splat<F4>(100.0f);
+    const F4 zero = Splat<F4>(0.0f);
+    x = x < most ? x : most;
+    return x > zero ? x : zero;
+}
+
 }  // namespace
 
 void LearnedPairsInLanes(const LearnedPlanes& p) {
@@ -386,7 +401,7 @@ void LearnedPairsInLanes(const LearnedPlanes& p) {
     const F4 lnB = Splat<F4>(p.lnB);
     const F4 inverseBrightest = Splat<F4>(brightest > 0.0f ? 1.0f / (3.0f * brightest) : 0.0f);
     // Per histogram, four partial sums of its weights.
-    F4 totals[kLearnedHistograms] = {zero, zero, zero, zero, zero};
+    F4 totals[kLearnedHistograms] = {zero, zero, zero, zero, zero, zero};
     const float* pr = p.means;
     const float* pg = p.means + stride;
     const float* pb = p.means + 2 * stride;
@@ -442,11 +457,14 @@ void LearnedPairsInLanes(const LearnedPlanes& p) {
         er = er > floor ? er : floor;
         eg = eg > floor ? eg : floor;
         eb = eb > floor ? eb : floor;
+        Store(p.greyness + i, flat ? Splat<F4>(-1.0f) : GreyExponent(er, eg, eb, rr, gg, bb));
         Store(contrastU + i, eg / er);
         Store(contrastV + i, eg / eb);
     }
-    // The chromaticities.
+    // The chromaticities, and how grey each pair looks (none when flat).
     for (int i = 0; i < span / 2; i += 4) {
+        const F4 exponent = Load<F4>(p.greyness + i);
+        Store(p.greyness + i, exponent < zero ? zero : FastNegExpLanes(exponent));
         Store(meanU + i, FastLnLanes(Load<F4>(meanU + i)) + lnR);
         Store(meanV + i, FastLnLanes(Load<F4>(meanV + i)) + lnB);
         Store(contrastU + i, FastLnLanes(Load<F4>(contrastU + i)) + lnR);
@@ -470,6 +488,9 @@ void LearnedPairsInLanes(const LearnedPlanes& p) {
         Store(p.pairWeights + i, weight);
         Store(p.brightWeights + i, brightWeight);
         Store(p.darkWeights + i, darkWeight);
+        const F4 greyWeight = weight * Load<F4>(p.greyness + i);
+        Store(p.greyness + i, greyWeight);
+        totals[kHistGrey] += greyWeight;
         totals[kHistMeans] += weight;
         totals[kHistBright] += brightWeight;
         totals[kHistDark] += darkWeight;
@@ -481,51 +502,59 @@ void LearnedPairsInLanes(const LearnedPlanes& p) {
         totals[kHistContrast] += contrastWeight;
     }
     // Each pair's weight shared between its four bin centres. The means,
-    // bright, dark and top histograms take a pair at the same place, so they
-    // are built interleaved, cell by cell: a pair adds to all four at a cell
-    // with one four-lane addition. Neighbouring pairs mostly fall into the
-    // same bins, and each addition would wait for the one before it through
-    // memory: the odd pairs go to a second set of histograms, which is added
-    // at the end. Every bin receives the same additions in the same order as
-    // in the plain form.
+    // bright, dark and grey histograms take a pair at the same place, so
+    // they are built interleaved, cell by cell: a pair adds to all four at a
+    // cell with one four-lane addition. The top histogram is the means one
+    // as it stands after the top pairs, which come first: a copy taken
+    // then. Neighbouring pairs mostly fall into the same bins, and each
+    // addition would wait for the one before it through memory: the odd
+    // pairs go to a second set of histograms, which is added at the end.
+    // Every bin receives the same additions in the same order as in the
+    // plain form.
     const int n = p.n;
     const int cells = n * n;
     float* interleaved = p.scratch;               // even, odd: 4 n^2 each
     float* contrastSets = p.scratch + 8 * cells;  // even, odd: n^2 each
+    float* topSets = p.scratch + 10 * cells;      // even, odd: n^2 each
     std::fill(p.scratch, p.scratch + 10 * cells, 0.0f);
-    for (int j = 0; j < p.pairs; ++j) {
-        const int set = j & 1;
-        const float weight = p.pairWeights[j];
-        if (weight != 0.0f) {
-            const float fu = p.meanFu[j];
-            const float fv = p.meanFv[j];
-            const float shares[4] = {(1.0f - fu) * (1.0f - fv), (1.0f - fu) * fv, fu * (1.0f - fv),
-                                     fu * fv};
-            const F4 weights{weight, p.brightWeights[j], p.darkWeights[j],
-                             j < p.topPairs ? weight : 0.0f};
-            float* at = interleaved + set * 4 * cells + 4 * static_cast<int>(p.meanAt[j]);
-            const int offsets[4] = {0, 4, 4 * n, 4 * n + 4};
-            for (int c = 0; c < 4; ++c) {
-                float* cell = at + offsets[c];
-                Store(cell, Load<F4>(cell) + weights * Splat<F4>(shares[c]));
+    auto share = [&](int from, int to) {
+        for (int j = from; j < to; ++j) {
+            const int set = j & 1;
+            const float weight = p.pairWeights[j];
+            if (weight != 0.0f) {
+                const float fu = p.meanFu[j];
+                const float fv = p.meanFv[j];
+                const float shares[4] = {(1.0f - fu) * (1.0f - fv), (1.0f - fu) * fv,
+                                         fu * (1.0f - fv), fu * fv};
+                const F4 weights{weight, p.brightWeights[j], p.darkWeights[j], p.greyness[j]};
+                float* at = interleaved + set * 4 * cells + 4 * static_cast<int>(p.meanAt[j]);
+                const int offsets[4] = {0, 4, 4 * n, 4 * n + 4};
+                for (int c = 0; c < 4; ++c) {
+                    float* cell = at + offsets[c];
+                    Store(cell, Load<F4>(cell) + weights * Splat<F4>(shares[c]));
+                }
+            }
+            const float contrastWeight = p.contrastWeights[j];
+            if (contrastWeight != 0.0f) {
+                const float fu = p.contrastFu[j];
+                const float fv = p.contrastFv[j];
+                float* at = contrastSets + set * cells + static_cast<int>(p.contrastAt[j]);
+                at[0] += contrastWeight * ((1.0f - fu) * (1.0f - fv));
+                at[1] += contrastWeight * ((1.0f - fu) * fv);
+                at[n] += contrastWeight * (fu * (1.0f - fv));
+                at[n + 1] += contrastWeight * (fu * fv);
             }
         }
-        const float contrastWeight = p.contrastWeights[j];
-        if (contrastWeight != 0.0f) {
-            const float fu = p.contrastFu[j];
-            const float fv = p.contrastFv[j];
-            float* at = contrastSets + set * cells + static_cast<int>(p.contrastAt[j]);
-            at[0] += contrastWeight * ((1.0f - fu) * (1.0f - fv));
-            at[1] += contrastWeight * ((1.0f - fu) * fv);
-            at[n] += contrastWeight * (fu * (1.0f - fv));
-            at[n + 1] += contrastWeight * (fu * fv);
-        }
-    }
+    };
+    const int topEnd = std::min(p.topPairs, p.pairs);
+    share(0, topEnd);
+    for (int k = 0; k < 2 * cells; ++k) topSets[k] = interleaved[4 * k];
+    share(topEnd, p.pairs);
     // Even plus odd, scaled to sum to 1 (left as they are when nothing fell
     // into them).
     const float* odd = interleaved + 4 * cells;
     float* const out[4] = {p.histograms + kHistMeans * cells, p.histograms + kHistBright * cells,
-                           p.histograms + kHistDark * cells, p.histograms + kHistTop * cells};
+                           p.histograms + kHistDark * cells, p.histograms + kHistGrey * cells};
     for (int k = 0; k < cells; k += 4) {
         // Four cells of four histograms each, transposed into four cells of
         // each histogram.
@@ -543,6 +572,8 @@ void LearnedPairsInLanes(const LearnedPlanes& p) {
         Store(out[3] + k, __builtin_shufflevector(high01, high23, 2, 3, 6, 7));
         Store(p.histograms + kHistContrast * cells + k,
               Load<F4>(contrastSets + k) + Load<F4>(contrastSets + cells + k));
+        Store(p.histograms + kHistTop * cells + k,
+              Load<F4>(topSets + k) + Load<F4>(topSets + cells + k));
     }
     for (int h = 0; h < kLearnedHistograms; ++h) {
         const F4 v = totals[h];

@@ -41,6 +41,21 @@ float DeviationPlain(const float* right, const float* down, int cols, int j) {
     return ((right[j] + right[j - 1]) + down[j]) + down[j - cols];
 }
 
+// How grey a pair looks from its channels' deviations over their means is
+// exp(-x), x = g^2 / (2 s^2) with g^2 = 3 (dr^2 + dg^2 + db^2) /
+// (dr + dg + db)^2 - 1 the squared relative spread. x is held to [0, 100]
+// (a not-a-number too, where a mean is 0).
+float GreyExponentPlain(float er, float eg, float eb, float rr, float gg, float bb) {
+    const float dr = er / rr;
+    const float dg = eg / gg;
+    const float db = eb / bb;
+    const float sum = (dr + dg) + db;
+    const float squares = (dr * dr + dg * dg) + db * db;
+    float x = (3.0f * squares / (sum * sum) - 1.0f) * (0.5f / (kGreySpread * kGreySpread));
+    x = x < 100.0f ? x : 100.0f;
+    return x > 0.0f ? x : 0.0f;
+}
+
 // Shares each of the weights w[0..count) between the four bin centres from
 // `at` by the offsets fu, fv, adding to hists[0..count).
 inline void Share(int n, float first, float fu, float fv, const float* w, float* const* hists,
@@ -136,6 +151,10 @@ void LearnedPairsPlain(const LearnedPlanes& p) {
         er = er > floor ? er : floor;
         eg = eg > floor ? eg : floor;
         eb = eb > floor ? eb : floor;
+        const float greyWeight =
+            flat ? 0.0f : weight * FastNegExp(GreyExponentPlain(er, eg, eb, rr, gg, bb));
+        p.greyness[i] = greyWeight;
+        totals[kHistGrey][i % 4] += greyWeight;
         PlacePlain(p, FastLn(eg / er) + p.lnR, FastLn(eg / eb) + p.lnB, &contrastWeight,
                    p.contrastAt + i, p.contrastFu + i, p.contrastFv + i);
         p.contrastWeights[i] = contrastWeight;
@@ -152,12 +171,14 @@ void LearnedPairsPlain(const LearnedPlanes& p) {
     for (int j = 0; j < p.pairs; ++j) {
         float* block = (j & 1) ? odd : p.histograms;
         if (p.pairWeights[j] != 0.0f) {
-            // The means, bright, dark and top histograms take the pair at the same place.
-            const float w[4] = {p.pairWeights[j], p.brightWeights[j], p.darkWeights[j],
-                                j < p.topPairs ? p.pairWeights[j] : 0.0f};
-            float* const hists[4] = {block + kHistMeans * cells, block + kHistBright * cells,
-                                     block + kHistDark * cells, block + kHistTop * cells};
-            Share(n, p.meanAt[j], p.meanFu[j], p.meanFv[j], w, hists, 4);
+            // The means, bright, dark, top and grey histograms take the pair
+            // at the same place.
+            const float w[5] = {p.pairWeights[j], p.brightWeights[j], p.darkWeights[j],
+                                j < p.topPairs ? p.pairWeights[j] : 0.0f, p.greyness[j]};
+            float* const hists[5] = {block + kHistMeans * cells, block + kHistBright * cells,
+                                     block + kHistDark * cells, block + kHistTop * cells,
+                                     block + kHistGrey * cells};
+            Share(n, p.meanAt[j], p.meanFu[j], p.meanFv[j], w, hists, 5);
         }
         if (p.contrastWeights[j] != 0.0f) {
             float* const hists[1] = {block + kHistContrast * cells};
@@ -192,9 +213,9 @@ void LearnedHistograms(const Tuning::LearnedModel& m, const VireoAwbFrame& frame
     // for the zeros before each plane of differences), then scratch for the
     // histograms.
     const int stride = (count + 2 * cols + 16) / 4 * 4;
-    const int planeCount = 16;
+    const int planeCount = 17;
     const int front = (cols + 4) / 4 * 4;  // zeros before the differences
-    const size_t size = static_cast<size_t>(planeCount + 6) * stride + front + 10 * cells;
+    const size_t size = static_cast<size_t>(planeCount + 6) * stride + front + 12 * cells;
     if (work->size() < size) work->resize(size);
     float* planes = work->data();
     float* chosen = planes + 3 * stride;
@@ -227,6 +248,7 @@ void LearnedHistograms(const Tuning::LearnedModel& m, const VireoAwbFrame& frame
     p.contrastFu = planes + 13 * stride;
     p.contrastFv = planes + 14 * stride;
     p.darkWeights = planes + 15 * stride;
+    p.greyness = planes + 16 * stride;
     p.scratch = diff + 6 * stride;
     p.histograms = histograms;
     // Copies with room past the last region (1 for the means, 0 for the
@@ -323,17 +345,21 @@ LearnedWhite LearnedPosterior(LearnedState* s, const float* histograms, float* l
     float* h = s->histograms.data();
     if (h != histograms) std::copy(histograms, histograms + kLearnedHistograms * cells, h);
     // The histograms are real, so one complex transform carries two, a + i b
-    // (means and contrast, bright and dark; the top one alone, and only when
-    // the model has its filter). Times the spectrum of fa - i fb, the real
-    // part of the product's inverse transform is a * fa + b * fb (the
-    // circular convolutions); its imaginary part is not needed.
+    // (means and contrast, bright and dark, top and grey; only those whose
+    // filters the model has). Times the spectrum of fa - i fb, the real part
+    // of the product's inverse transform is a * fa + b * fb (the circular
+    // convolutions); its imaginary part is not needed. A model without the
+    // grey filter gets zeros there rather than the grey histogram under a
+    // zero filter: the same sum, but the rounding of its decisions stays
+    // what it was.
+    const bool top = !m.filterTop.empty();
+    const bool grey = !m.filterGrey.empty();
     float* const hr[kLearnedTransforms] = {h + kHistMeans * cells, h + kHistBright * cells,
                                            h + kHistTop * cells};
     float* const hi[kLearnedTransforms] = {h + kHistContrast * cells, h + kHistDark * cells,
-                                           s->topImaginary.data()};
-    const bool top = !m.filterTop.empty();
+                                           grey ? h + kHistGrey * cells : s->topImaginary.data()};
     const int transforms = top ? kLearnedTransforms : kLearnedTransforms - 1;
-    if (top) std::fill(hi[2], hi[2] + cells, 0.0f);
+    if (top && !grey) std::fill(hi[2], hi[2] + cells, 0.0f);
     for (int t = 0; t < transforms; ++t) ForwardFft(s->fft, hr[t], hi[t]);
     float* yr = s->re.data();
     float* yi = s->im.data();

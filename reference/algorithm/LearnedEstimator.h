@@ -2,7 +2,8 @@
 // constancy" kind: histograms of the sample in the log-chromaticity plane
 // u = ln(G/R), v = ln(G/B) - of the region means, of their local absolute
 // deviation over the region grid, and of the means again weighted towards
-// the brightest, towards the darkest and to the top half of the frame - are
+// the brightest, towards the darkest, to the top half of the frame and
+// towards grey surfaces - are
 // each convolved with a learned filter, a learned bias map is added, and
 // the softmax of the sum is a posterior over the white point. Its mean is
 // the estimate; its spread says how sure the estimate is. vireo-tune learn
@@ -24,15 +25,26 @@ namespace Awb {
 // The histograms, in the order they lie in a block of kLearnedHistograms
 // times bins^2 floats (each row-major in u) and the order of the model's
 // filters.
-enum LearnedHistogram : int { kHistMeans, kHistContrast, kHistBright, kHistDark, kHistTop };
-inline constexpr int kLearnedHistograms = 5;
-// Transforms the posterior takes: two histograms each, the last one alone.
+enum LearnedHistogram : int {
+    kHistMeans,
+    kHistContrast,
+    kHistBright,
+    kHistDark,
+    kHistTop,
+    kHistGrey
+};
+inline constexpr int kLearnedHistograms = 6;
+// Transforms the posterior takes: two histograms each.
 inline constexpr int kLearnedTransforms = (kLearnedHistograms + 1) / 2;
+// The relative spread of a pair's channel deviations at which its weight
+// in the grey histogram falls to exp(-1/2) (chosen on the development
+// cameras among 0.015 to 0.2).
+inline constexpr float kGreySpread = 0.05f;
 // The model's filter of each histogram.
 inline constexpr std::vector<float> Tuning::LearnedModel::*kLearnedFilters[kLearnedHistograms] = {
-    &Tuning::LearnedModel::filterMeans, &Tuning::LearnedModel::filterContrast,
+    &Tuning::LearnedModel::filterMeans,  &Tuning::LearnedModel::filterContrast,
     &Tuning::LearnedModel::filterBright, &Tuning::LearnedModel::filterDark,
-    &Tuning::LearnedModel::filterTop};
+    &Tuning::LearnedModel::filterTop,    &Tuning::LearnedModel::filterGrey};
 
 // Fills the histograms of a sample (a block, in the order above) from its
 // region means and selection as SelectRegions gives them (each array with
@@ -52,7 +64,14 @@ inline constexpr std::vector<float> Tuning::LearnedModel::*kLearnedFilters[kLear
 // bright ones cannot (a bright surface may be coloured itself). The top
 // histogram holds the pooled means of the upper half of the grid's rows
 // (of a pair, its first region's row): sky and ceiling lights above, the
-// ground and the subject below. work is scratch, resized as needed.
+// ground and the subject below. The grey histogram weights the pooled means
+// by how grey the pair looks: exp(-g^2 / (2 kGreySpread^2)), g the relative
+// spread (standard deviation over mean) of the three channels' deviations,
+// each over the channel's pooled mean. Shading changes every channel of a
+// grey surface by the same factor whatever the light, so its relative
+// deviations agree; a coloured surface next to another colour changes its
+// channels unequally. A flat pair has no contrast and no grey weight.
+// work is scratch, resized as needed.
 // plain: the plain twin of the four-lane passes (the same bits, slower).
 void LearnedHistograms(const Tuning::LearnedModel& model, const VireoAwbFrame& frame,
                        const float* r, const float* g, const float* b, const float* selected,
@@ -72,14 +91,14 @@ struct LearnedState {
     Tuning::LearnedModel model;
     SmallFft fft;
     // Spectra of fa - i fb of the filters of the histograms that share a
-    // transform (means and contrast, bright and dark, top alone) and of the
+    // transform (means and contrast, bright and dark, top and grey) and of the
     // bias, 1/n^2 folded in so the inverse transform needs no scaling (the
     // FFT's transposed layout).
     std::vector<float> filterRe[kLearnedTransforms], filterIm[kLearnedTransforms], biasRe, biasIm;
     // Scratch reused from sample to sample.
     std::vector<float> re, im;        // n^2
     std::vector<float> histograms;    // kLearnedHistograms n^2
-    std::vector<float> topImaginary;  // n^2, the top histogram's transform's imaginary part
+    std::vector<float> topImaginary;  // n^2 zeros: the top transform's imaginary part without grey
 };
 
 // model must have passed Tuning::Validate with bins > 0.
@@ -130,13 +149,15 @@ struct LearnedPlanes {
     float* contrastWeights;
     float* brightWeights;
     float* darkWeights;
+    // How grey each pair looks (its factor in the grey histogram's weight).
+    float* greyness;
     float* meanAt;
     float* meanFu;
     float* meanFv;
     float* contrastAt;
     float* contrastFu;
     float* contrastFv;
-    float* scratch;  // 10 n^2
+    float* scratch;  // 12 n^2
     // The histograms, a block in LearnedHistogram order.
     float* histograms;
 };

@@ -118,7 +118,10 @@ std::vector<uint8_t> Encode(const TuningParams& params) {
     // The oldest version that holds everything, so that older libraries
     // keep reading what they can use.
     const LearnedModel& m = params.learned;
-    const uint32_t version = !m.filterDark.empty() ? 3u : m.bins != 0 ? 2u : 1u;
+    const uint32_t version = !m.filterGrey.empty()   ? 4u
+                             : !m.filterDark.empty() ? 3u
+                             : m.bins != 0           ? 2u
+                                                     : 1u;
     std::vector<uint8_t> payload;
     ByteWriter writer(&payload);
     TuningParams walked = params;

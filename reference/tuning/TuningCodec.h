@@ -1,8 +1,9 @@
 // The binary tuning file: a 16-byte header (magic, format version, payload
 // size, CRC-32 of the payload) and a little-endian payload. Version 2 is
 // version 1's payload followed by the learned model, version 3 version 2's
-// followed by the learned dark and top filters. A tuning is written in the
-// oldest version that holds it, so libraries built before keep reading it.
+// followed by the learned dark and top filters, version 4 version 3's
+// followed by the learned grey filter. A tuning is written in the oldest
+// version that holds it, so libraries built before keep reading it.
 #ifndef VIREO_REFERENCE_TUNING_CODEC_H
 #define VIREO_REFERENCE_TUNING_CODEC_H
 
@@ -17,7 +18,7 @@ namespace Vireo {
 namespace Tuning {
 
 inline constexpr uint8_t kMagic[4] = {'V', 'W', 'B', 'T'};
-inline constexpr uint32_t kFormatVersion = 3;  // the newest this build reads
+inline constexpr uint32_t kFormatVersion = 4;  // the newest this build reads
 inline constexpr uint32_t kFirstFormatVersion = 1;
 inline constexpr size_t kHeaderSize = 16;
 inline constexpr const char kDefaultFileName[] = "TintraBinaryParameterSet.bin";

@@ -93,6 +93,9 @@ std::string ValidateLearned(const LearnedModel& m) {
     if (m.filterDark.empty() != m.filterTop.empty()) {
         return "learned filter_dark and filter_top come together or not at all";
     }
+    if (!m.filterGrey.empty() && m.filterTop.empty()) {
+        return "learned filter_grey needs filter_dark and filter_top";
+    }
     for (const LearnedMapKey& key : kLearnedMapKeys) {
         const std::vector<float>& map = m.*key.member;
         if (map.empty() && key.sinceVersion > 2) continue;

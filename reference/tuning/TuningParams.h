@@ -32,9 +32,11 @@ inline constexpr size_t kMaxPriorPoints = 32;
 // at (uStart + i * binWidth, vStart + j * binWidth). Maps of bins x bins
 // values, row-major in u: the filters applied (circularly) to the
 // histograms of region chromaticities, of their local contrast, of the
-// bright regions, of the dark ones and of the top half of the frame, and a
-// bias added to the result before the softmax. A model learned before the
-// dark and top histograms has neither of their filters (format version 2).
+// bright regions, of the dark ones, of the top half of the frame and of the
+// grey-looking ones, and a bias added to the result before the softmax. A
+// model learned before the dark and top histograms has neither of their
+// filters (format version 2), one learned before the grey histogram no grey
+// filter (version 3).
 struct LearnedModel {
     uint32_t bins = 0;  // 0: no model; else a power of two in 8..64
     float binWidth = 0.0f;
@@ -46,11 +48,12 @@ struct LearnedModel {
     std::vector<float> bias;
     std::vector<float> filterDark;  // both or neither
     std::vector<float> filterTop;
+    std::vector<float> filterGrey;  // only with the two above
 };
 
 // The learned model's maps, in payload order: YAML key, member, and the
-// format version that first carries it (filter_dark and filter_top are
-// optional, both or neither).
+// format version that first carries it (the maps after the bias are
+// optional: a model has those of one version and every version before).
 struct LearnedMapKey {
     const char* name;
     std::vector<float> LearnedModel::*member;
@@ -63,6 +66,7 @@ inline constexpr LearnedMapKey kLearnedMapKeys[] = {
     {"bias", &LearnedModel::bias, 2},
     {"filter_dark", &LearnedModel::filterDark, 3},
     {"filter_top", &LearnedModel::filterTop, 3},
+    {"filter_grey", &LearnedModel::filterGrey, 4},
 };
 
 inline constexpr uint32_t kMinLearnedBins = 8;

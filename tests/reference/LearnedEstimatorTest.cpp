@@ -66,14 +66,20 @@ Tuning::LearnedModel RandomModel(uint32_t n) {
     m.filterBright = Noise(n * n, 8);
     m.filterDark = Noise(n * n, 11);
     m.filterTop = Noise(n * n, 12);
+    m.filterGrey = Noise(n * n, 14);
     m.bias = Noise(n * n, 5);
     for (float& value : m.filterMeans) value *= 20.0f;
     return m;
 }
 
-TEST(LearnedPosterior, IsTheCircularConvolutionOfTheHistogramsPlusTheBias) {
+// A model of every histogram, and one learned before the grey histogram
+// (its transform's other half is zeros rather than the grey histogram).
+class LearnedPosterior : public ::testing::TestWithParam<bool> {};
+
+TEST_P(LearnedPosterior, IsTheCircularConvolutionOfTheHistogramsPlusTheBias) {
     const uint32_t n = 16;
-    const Tuning::LearnedModel m = RandomModel(n);
+    Tuning::LearnedModel m = RandomModel(n);
+    if (!GetParam()) m.filterGrey.clear();
     Awb::LearnedState state;
     Awb::InitLearned(m, &state);
     const std::vector<float> histograms = Noise(Awb::kLearnedHistograms * n * n, 6);
@@ -95,7 +101,8 @@ TEST(LearnedPosterior, IsTheCircularConvolutionOfTheHistogramsPlusTheBias) {
                 for (uint32_t b = 0; b < n; ++b) {
                     const uint32_t f = ((i - a) & (n - 1)) * n + ((j - b) & (n - 1));
                     for (int h = 0; h < Awb::kLearnedHistograms; ++h) {
-                        sum += histograms[(h * n + a) * n + b] * (m.*Awb::kLearnedFilters[h])[f];
+                        const std::vector<float>& filter = m.*Awb::kLearnedFilters[h];
+                        if (!filter.empty()) sum += histograms[(h * n + a) * n + b] * filter[f];
                     }
                 }
             }
@@ -116,6 +123,8 @@ TEST(LearnedPosterior, IsTheCircularConvolutionOfTheHistogramsPlusTheBias) {
     EXPECT_GT(white.confidence, 0.0f);
     EXPECT_LE(white.confidence, 1.0f);
 }
+
+INSTANTIATE_TEST_SUITE_P(WithAndWithoutGrey, LearnedPosterior, ::testing::Bool());
 
 // The four-lane histogram passes and softmax against their plain twins,
 // bit for bit, on grids that stress the lanes' edges.
@@ -199,8 +208,10 @@ TEST(LearnedHistograms, HoldThePooledMeansWeightedAsDefined) {
                 4 + j % 3;
             selected[j] = j % 7 == 3 ? 0.0f : 1.0f;
             g[j] = 500.0f + 400.0f * lcg.Next();  // Next() is in [-1, 1)
-            r[j] = g[j] * (0.85f + 0.25f * lcg.Next());
-            b[j] = g[j] * (0.85f + 0.25f * lcg.Next());
+            // Colours close enough to one another that the grey weights of
+            // the pairs spread over a few orders of magnitude, not forty.
+            r[j] = g[j] * (0.85f + 0.03f * lcg.Next());
+            b[j] = g[j] * (0.9f + 0.03f * lcg.Next());
         }
         VireoAwbFrame frame{};
         frame.regions = regions.data();
@@ -218,9 +229,22 @@ TEST(LearnedHistograms, HoldThePooledMeansWeightedAsDefined) {
             if (selected[j] > 0.0f)
                 brightest = std::max({brightest, 1.0 * r[j], 1.0 * g[j], 1.0 * b[j]});
         }
-        const int kinds[4] = {Awb::kHistMeans, Awb::kHistBright, Awb::kHistDark, Awb::kHistTop};
-        std::vector<double> expected(4 * n * n, 0.0);
-        double totals[4] = {};
+        // A channel's local absolute deviation at region j: to its selected
+        // four nearest neighbours, when j is selected itself.
+        auto deviation = [&](const std::vector<float>& c, int j) {
+            const int x = j % cols, y = j / cols;
+            double sum = 0.0;
+            for (const auto& [dx, dy] : {std::pair{1, 0}, {-1, 0}, {0, 1}, {0, -1}}) {
+                const int k = j + dy * cols + dx;
+                if (x + dx < 0 || x + dx >= cols || y + dy < 0 || y + dy >= rows) continue;
+                if (selected[j] > 0.0f && selected[k] > 0.0f) sum += std::fabs(1.0 * c[j] - c[k]);
+            }
+            return sum;
+        };
+        const int kinds[5] = {Awb::kHistMeans, Awb::kHistBright, Awb::kHistDark, Awb::kHistTop,
+                              Awb::kHistGrey};
+        std::vector<double> expected(5 * n * n, 0.0);
+        double totals[5] = {};
         for (int j = 0; j + 1 < count; j += 2) {
             const double wa = selected[j] * 4.0 * regions[j].rCount;
             const double wb = selected[j + 1] * 4.0 * regions[j + 1].rCount;
@@ -234,13 +258,25 @@ TEST(LearnedHistograms, HoldThePooledMeansWeightedAsDefined) {
             if (u < 0 || v < 0 || u > n - 1 || v > n - 1) continue;
             const double level = (pr + pg + pb) / (3.0 * brightest);
             const bool top = j / cols < rows / 2;
-            const double weights[4] = {wa + wb, (wa + wb) * std::pow(level, 4),
+            // Each channel's deviation over the pair, relative to its mean;
+            // the squared relative spread of the three (none when flat).
+            const double e[3] = {deviation(r, j) + deviation(r, j + 1),
+                                 deviation(g, j) + deviation(g, j + 1),
+                                 deviation(b, j) + deviation(b, j + 1)};
+            const double d[3] = {e[0] / pr, e[1] / pg, e[2] / pb};
+            const double mean = (d[0] + d[1] + d[2]) / 3.0;
+            const double spread =
+                (std::pow(d[0] - mean, 2) + std::pow(d[1] - mean, 2) + std::pow(d[2] - mean, 2)) /
+                (3.0 * mean * mean);
+            const bool flat = std::min({e[0], e[1], e[2]}) <= 1e-6 * pg;
+            const double grey = flat ? 0.0 : std::exp(-spread / (2.0 * 0.05 * 0.05));
+            const double weights[5] = {wa + wb, (wa + wb) * std::pow(level, 4),
                                        (wa + wb) * std::pow(std::max(0.0, 1.0 - level), 2),
-                                       top ? wa + wb : 0.0};
+                                       top ? wa + wb : 0.0, (wa + wb) * grey};
             const int iu = std::min(static_cast<int>(u), static_cast<int>(n) - 2);
             const int iv = std::min(static_cast<int>(v), static_cast<int>(n) - 2);
             const double fu = u - iu, fv = v - iv;
-            for (int h = 0; h < 4; ++h) {
+            for (int h = 0; h < 5; ++h) {
                 double* e = expected.data() + h * n * n;
                 e[iu * n + iv] += weights[h] * (1 - fu) * (1 - fv);
                 e[iu * n + iv + 1] += weights[h] * (1 - fu) * fv;
@@ -249,7 +285,7 @@ TEST(LearnedHistograms, HoldThePooledMeansWeightedAsDefined) {
                 totals[h] += weights[h];
             }
         }
-        for (int h = 0; h < 4; ++h) {
+        for (int h = 0; h < 5; ++h) {
             ASSERT_GT(totals[h], 0.0);
             for (uint32_t k = 0; k < n * n; ++k) {
                 ASSERT_NEAR(hist[kinds[h] * n * n + k], expected[h * n * n + k] / totals[h], 2e-5)
@@ -270,7 +306,7 @@ TEST(LearnedMode, ABiasOnOneBinDecidesThatWhiteAndSaysSoInTheResult) {
     ASSERT_EQ(Tuning::Validate(p), "");
     // Through the codec, as the library gets it.
     const std::vector<uint8_t> bytes = Tuning::Encode(p);
-    EXPECT_EQ(bytes[4], 3);
+    EXPECT_EQ(bytes[4], 4);
     Tuning::TuningParams decoded;
     std::string error;
     ASSERT_TRUE(Tuning::Decode(bytes.data(), bytes.size(), &decoded, &error)) << error;

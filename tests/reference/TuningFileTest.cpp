@@ -117,10 +117,10 @@ TEST(TuningFile, GoodFileLoadsSilentlyAndDecodesToWhatWasEncoded) {
 // The learned model's layout, written out here by hand: after version 1's
 // payload the bins, bin width, u and v start, then bins x bins floats of
 // each map - filter_means, filter_contrast, filter_bright, bias and, from
-// version 3, filter_dark and filter_top. Files of both versions decode to
-// those maps and encode back to the same bytes.
+// version 3, filter_dark and filter_top, from version 4 filter_grey. Files
+// of each version decode to those maps and encode back to the same bytes.
 TEST(TuningFile, LearnedModelLiesWhereItsVersionSays) {
-    for (const uint32_t version : {2u, 3u}) {
+    for (const uint32_t version : {2u, 3u, 4u}) {
         const uint32_t bins = 8;
         Tuning::TuningParams v1 = ThreePointTuning();
         v1.mode = Tuning::AwbMode::Learned;
@@ -138,7 +138,7 @@ TEST(TuningFile, LearnedModelLiesWhereItsVersionSays) {
         putFloat(0.0625f);
         putFloat(-0.5f);
         putFloat(0.25f);
-        const int maps = version == 2 ? 4 : 6;
+        const int maps = version == 2 ? 4 : version == 3 ? 6 : 7;
         for (int map = 0; map < maps; ++map) {
             for (uint32_t k = 0; k < bins * bins; ++k) putFloat(static_cast<float>(map * 100 + k));
         }
@@ -157,14 +157,49 @@ TEST(TuningFile, LearnedModelLiesWhereItsVersionSays) {
         EXPECT_EQ(m.uStart, -0.5f);
         EXPECT_EQ(m.vStart, 0.25f);
         const std::vector<float>* inOrder[] = {&m.filterMeans, &m.filterContrast, &m.filterBright,
-                                               &m.bias,        &m.filterDark,     &m.filterTop};
-        for (int map = 0; map < 6; ++map) {
+                                               &m.bias,        &m.filterDark,     &m.filterTop,
+                                               &m.filterGrey};
+        for (int map = 0; map < 7; ++map) {
             ASSERT_EQ(inOrder[map]->size(), map < maps ? bins * bins : 0u) << version << " " << map;
             if (map < maps) {
                 EXPECT_EQ((*inOrder[map])[5], map * 100 + 5.0f) << version << " " << map;
             }
         }
         EXPECT_EQ(Tuning::Encode(decoded), file) << version;
+    }
+}
+
+// A model holds the maps of one format version and of every version before:
+// a later map without the earlier ones is refused, as is a half of a pair.
+TEST(TuningFile, LearnedMapsComeAVersionAtATime) {
+    struct Case {
+        const char* name;
+        std::vector<std::vector<float> Tuning::LearnedModel::*> dropped;
+        const char* refusal;  // "" when valid
+    };
+    using M = Tuning::LearnedModel;
+    const Case cases[] = {
+        {"Version4", {}, ""},
+        {"Version3", {&M::filterGrey}, ""},
+        {"Version2", {&M::filterGrey, &M::filterDark, &M::filterTop}, ""},
+        {"GreyWithoutDarkAndTop", {&M::filterDark, &M::filterTop}, "filter_grey needs"},
+        {"TopWithoutDark", {&M::filterDark}, "come together"},
+        {"NoBias", {&M::bias}, "bins x bins"},
+    };
+    for (const Case& c : cases) {
+        Tuning::TuningParams p = ThreePointTuning();
+        p.mode = Tuning::AwbMode::Learned;
+        p.learned.bins = 8;
+        p.learned.binWidth = 0.0625f;
+        for (const Tuning::LearnedMapKey& key : Tuning::kLearnedMapKeys)
+            (p.learned.*key.member).assign(64, 0.5f);
+        for (auto member : c.dropped) (p.learned.*member).clear();
+        const std::string why = Tuning::Validate(p);
+        if (*c.refusal == '\0') {
+            EXPECT_EQ(why, "") << c.name;
+        } else {
+            EXPECT_NE(why.find(c.refusal), std::string::npos) << c.name << ": " << why;
+        }
     }
 }
 

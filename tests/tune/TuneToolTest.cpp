@@ -112,7 +112,7 @@ TEST_F(TuneTool, DumpRefusesABrokenFileAndUsageIsExplained) {
 
 #ifdef VIREO_DATAGEN_EXE
 // learn and crossval on a small generated data set: a learned tuning that
-// compiles as format version 2, the curve's CT source named, and errors on
+// compiles as format version 4, the curve's CT source named, and errors on
 // held-out folds well below grey world's.
 TEST_F(TuneTool, LearnedTuningCompilesAndCrossValidationBeatsGreyWorld) {
     const std::string data = dir_ / "data";
@@ -125,7 +125,7 @@ TEST_F(TuneTool, LearnedTuningCompilesAndCrossValidationBeatsGreyWorld) {
     EXPECT_NE(yaml.find("from the ground truth's CCT (24 of 24 whites)"), std::string::npos);
     EXPECT_NE(yaml.find("mode: learned\n"), std::string::npos);
     ASSERT_EQ(Tool("compile " + Path("t.yaml") + " " + Path("t.bin")), 0) << err_;
-    EXPECT_EQ(Vireo::Testing::ReadFile(dir_ / "t.bin")[4], 3);
+    EXPECT_EQ(Vireo::Testing::ReadFile(dir_ / "t.bin")[4], 4);
 
     ASSERT_EQ(Tool("crossval --data '" + data + "' --folds 2 --csv"), 0) << err_;
     double learned[5] = {}, grey[5] = {};

@@ -141,9 +141,9 @@ bool LearnCurve(const std::vector<LabelledSample>& samples, const std::string& p
 
 // ---- the learned maps ------------------------------------------------------
 
-// The histograms the library makes, all of them or (without the dark and top
-// ones) those before the dark one. The parameters are their filters and then
-// the bias, bins x bins each.
+// The histograms the library makes, the first LearnSettings::histograms of
+// them. The parameters are their filters and then the bias, bins x bins
+// each.
 constexpr int kMaxChannels = Awb::kLearnedHistograms;
 
 struct Problem {
@@ -323,7 +323,7 @@ LearnSettings DefaultLearnSettings() {
         const double value = eq == std::string::npos ? 0.0 : std::atof(item.c_str() + eq + 1);
         if (name == "bins") s.bins = static_cast<int>(value);
         if (name == "crops") s.crops = static_cast<int>(value);
-        if (name == "darkAndTop") s.darkAndTop = value != 0.0;
+        if (name == "histograms") s.histograms = static_cast<int>(value);
         if (name == "firstIterations") s.firstIterations = static_cast<int>(value);
         if (name == "secondIterations") s.secondIterations = static_cast<int>(value);
         for (const auto& [key, field] : fields) {
@@ -364,6 +364,12 @@ bool LoadLabelled(const std::string& dataDir, const std::string& truthPath,
 bool Learn(const std::vector<LabelledSample>& samples, const LearnSettings& settings,
            const std::string& profilePath, Tuning::TuningParams& params, std::string& curveSource,
            std::string& error, const std::string& progress) {
+    if (settings.histograms != Awb::kHistDark && settings.histograms != Awb::kHistGrey &&
+        settings.histograms != kMaxChannels) {
+        error = "the learned model takes 3, 5 or 6 histograms, not " +
+                std::to_string(settings.histograms);
+        return false;
+    }
     Tuning::TuningParams out;
     if (!LearnCurve(samples, profilePath, out.ctCurve, curveSource, error)) return false;
     out.mode = Tuning::AwbMode::Learned;
@@ -397,7 +403,7 @@ bool Learn(const std::vector<LabelledSample>& samples, const LearnSettings& sett
     p.settings = &settings;
     p.n = n;
     p.half = n / 2 + 1;
-    p.channels = settings.darkAndTop ? kMaxChannels : Awb::kHistDark;
+    p.channels = settings.histograms;
     const int cells = n * n, halfCells = n * p.half, channels = p.channels;
     p.real = fftw_alloc_real(cells);
     p.spectrum = fftw_alloc_complex(halfCells);
