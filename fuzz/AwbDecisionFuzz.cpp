@@ -1,7 +1,7 @@
 // The reference algorithm deciding a random sample under a random valid
-// tuning: whatever the statistics and the calibration values say, the
-// gains must be finite and above zero, the white point finite, and the CCT
-// within the range the tuning's curve spans.
+// tuning (of any mode, a learned one with random maps): whatever the statistics and the calibration
+// values say, the gains must be finite and above zero, the white point finite, and the CCT within
+// the range the tuning's curve spans.
 #include <fuzzer/FuzzedDataProvider.h>
 
 #include <cmath>
@@ -33,6 +33,27 @@ void RandomCurve(FuzzedDataProvider& in, TuningParams& p) {
 
 float Any(FuzzedDataProvider& in) { return in.ConsumeFloatingPoint<float>(); }
 
+// A learned model of random maps (from a seed: the maps are too large to
+// take from the input) on a random grid, of format version 2, 3 or 4.
+void RandomModel(FuzzedDataProvider& in, Vireo::Tuning::LearnedModel& m) {
+    m.bins = in.ConsumeBool() ? 8 : 16;
+    m.binWidth = in.ConsumeFloatingPointInRange(1e-4f, 1.0f);
+    m.uStart = in.ConsumeFloatingPointInRange(-16.0f, 16.0f);
+    m.vStart = in.ConsumeFloatingPointInRange(-16.0f, 16.0f);
+    const float scale = in.ConsumeFloatingPointInRange(0.0f, 1e4f);
+    uint32_t state = in.ConsumeIntegral<uint32_t>();
+    const int version = in.ConsumeIntegralInRange(2, 4);
+    for (const Vireo::Tuning::LearnedMapKey& key : Vireo::Tuning::kLearnedMapKeys) {
+        std::vector<float>& map = m.*key.member;
+        if (static_cast<int>(key.sinceVersion) > version) continue;
+        map.resize(static_cast<size_t>(m.bins) * m.bins);
+        for (float& value : map) {
+            state = state * 1664525u + 1013904223u;
+            value = scale * (static_cast<float>(state >> 8) / 16777216.0f - 0.5f);
+        }
+    }
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
@@ -40,7 +61,11 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     TuningParams p;
     RandomCurve(in, p);
     if (p.ctCurve.size() < 2) return 0;
-    p.mode = in.ConsumeBool() ? Vireo::Tuning::AwbMode::Bayes : Vireo::Tuning::AwbMode::GreyWorld;
+    const int mode = in.ConsumeIntegralInRange(0, 2);
+    p.mode = mode == 0   ? Vireo::Tuning::AwbMode::Bayes
+             : mode == 1 ? Vireo::Tuning::AwbMode::GreyWorld
+                         : Vireo::Tuning::AwbMode::Learned;
+    if (p.mode == Vireo::Tuning::AwbMode::Learned) RandomModel(in, p.learned);
     p.defaultCt = in.ConsumeFloatingPointInRange(p.ctCurve.front().ct, p.ctCurve.back().ct);
     p.greyZoneWidth = in.ConsumeFloatingPointInRange(1e-6f, 1.0f);
     p.darkFraction = in.ConsumeFloatingPointInRange(0.0f, 0.999f);
