@@ -1,5 +1,6 @@
 #include "TuningCodec.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -115,13 +116,13 @@ uint32_t Crc32(const uint8_t* data, size_t size) {
 }
 
 std::vector<uint8_t> Encode(const TuningParams& params) {
-    // The oldest version that holds everything, so that older libraries
-    // keep reading what they can use.
+    // The oldest version that holds everything (the newest of the maps the
+    // model has), so that older libraries keep reading what they can use.
     const LearnedModel& m = params.learned;
-    const uint32_t version = !m.filterGrey.empty()   ? 4u
-                             : !m.filterDark.empty() ? 3u
-                             : m.bins != 0           ? 2u
-                                                     : 1u;
+    uint32_t version = m.bins != 0 ? 2u : 1u;
+    for (const LearnedMapKey& key : kLearnedMapKeys) {
+        if (!(m.*key.member).empty()) version = std::max(version, key.sinceVersion);
+    }
     std::vector<uint8_t> payload;
     ByteWriter writer(&payload);
     TuningParams walked = params;
